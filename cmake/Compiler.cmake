@@ -1,0 +1,23 @@
+# How every target of the project is compiled.
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+add_library(compile_settings INTERFACE)
+target_compile_options(compile_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Werror
+  -Wconversion -Wsign-conversion -Wdouble-promotion
+  -Wshadow -Wold-style-cast -Wcast-align -Wcast-qual
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi
+  -Wformat=2 -Wnull-dereference
+  # Single-precision results are compared bit by bit: no fused multiply-add unless it is asked for.
+  -ffp-contract=off
+  # Log records name a source by its base name; no build path gets into the programs.
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+
+if(BOARD_SANITIZE)
+  target_compile_options(compile_settings INTERFACE
+    -fsanitize=${BOARD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(compile_settings INTERFACE -fsanitize=${BOARD_SANITIZE})
+endif()
