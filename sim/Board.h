@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "sim/LogRecords.h"
+#include "sim/RegisterFile.h"
+#include "sim/Settings.h"
+#include "sim/SimulatedClock.h"
+#include "sim/models/CrosspointModel.h"
+#include "sim/models/IrqAggregatorModel.h"
+
+namespace sim {
+
+/// The simulated board: all that the machine's edge reaches, in one object. There is one in a
+/// process, like the real board, and it stands until the process ends.
+///
+/// A test calls CreateInMemory before anything else; a program that doesn't gets a board with a
+/// folder at its first access: the one that the environment variable BOARD_SIM_DIR names, else
+/// ".board-sim" in the working directory. The folder holds "board.conf" (see Settings), "log.txt"
+/// (the records of the system log), "trace.txt" if asked for, and the board's files below "files".
+class Board {
+ public:
+  /// The process's board.
+  static Board& Get();
+  /// Makes the process's board without a folder. Throws std::logic_error if there is one already.
+  static Board& CreateInMemory();
+
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
+
+  /// Gives the board a folder, which is created if it is missing.
+  void UseFolder(const std::string& folder);
+  /// Where a file of the board lies. Without a folder there is no such file.
+  std::string StoragePath(std::string_view boardPath) const;
+
+  /// Maps the register window: an address range of its own that nothing but LoadWord and StoreWord
+  /// can reach. Null with errno set if the settings say so.
+  volatile void* MapWindow(std::size_t bytes);
+
+  // The parts of the board. Each is thread-safe by itself; `settings` belongs to start-up.
+  BoardMutex mutex;
+  Settings settings;
+  LogRecords log;
+  SimulatedClock clock;
+  RegisterFile registers{mutex};
+
+  // The cores.
+  IrqAggregatorModel irqAggregator{mutex};
+  CrosspointModel sdiRxCrosspoint{mutex};
+  CrosspointModel sdiTxCrosspoint{mutex};
+
+ private:
+  Board();
+
+  std::string folder_;
+};
+
+}  // namespace sim

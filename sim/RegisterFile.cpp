@@ -1,0 +1,95 @@
+#include "sim/RegisterFile.h"
+
+#include <algorithm>
+
+namespace sim {
+
+std::string ToText(const RegisterAccess& access) {
+  std::array<char, 32> text{};
+  const char kind = access.kind == RegisterAccess::Kind::kLoad ? 'R' : 'W';
+  (void)std::snprintf(text.data(), text.size(), "%c %08x %08x", kind, access.address, access.value);
+  return text.data();
+}
+
+void RegisterFile::Attach(std::uint32_t base, CoreModel& model) {
+  const std::lock_guard lock(mutex_);
+  models_.at(base / kSlotBytes) = &model;
+}
+
+std::uint32_t RegisterFile::Load(std::uint32_t address) {
+  const std::lock_guard lock(mutex_);
+  CoreModel* model = models_.at(address / kSlotBytes);
+  const std::uint32_t value = model != nullptr ? model->Load(address % kSlotBytes) : Peek(address);
+  ++loads_;
+  _Record(Loaded(address, value));
+  return value;
+}
+
+void RegisterFile::Store(std::uint32_t address, std::uint32_t value) {
+  const std::lock_guard lock(mutex_);
+  ++stores_;
+  _Record(Stored(address, value));
+  if (CoreModel* model = models_.at(address / kSlotBytes); model != nullptr) {
+    model->Store(address % kSlotBytes, value);
+  } else {
+    Poke(address, value);
+  }
+}
+
+std::uint32_t RegisterFile::Peek(std::uint32_t address) const {
+  const std::lock_guard lock(mutex_);
+  const auto page = pages_.find(address / kPageBytes);
+  return page != pages_.end() ? page->second[address % kPageBytes / 4] : 0;
+}
+
+void RegisterFile::Poke(std::uint32_t address, std::uint32_t value) {
+  const std::lock_guard lock(mutex_);
+  pages_[address / kPageBytes][address % kPageBytes / 4] = value;
+}
+
+void RegisterFile::StartTrace() {
+  const std::lock_guard lock(mutex_);
+  trace_.emplace();
+}
+
+std::vector<RegisterAccess> RegisterFile::TakeTrace() {
+  const std::lock_guard lock(mutex_);
+  std::vector<RegisterAccess> taken = trace_.value_or(std::vector<RegisterAccess>{});
+  trace_.reset();
+  return taken;
+}
+
+std::vector<RegisterAccess> RegisterFile::TakeStores() {
+  std::vector<RegisterAccess> taken = TakeTrace();
+  std::erase_if(taken, [](const RegisterAccess& access) {
+    return access.kind != RegisterAccess::Kind::kStore;
+  });
+  return taken;
+}
+
+void RegisterFile::TraceToFile(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  traceFile_.reset(std::fopen(path.c_str(), "we"));
+}
+
+std::uint64_t RegisterFile::LoadCount() const {
+  const std::lock_guard lock(mutex_);
+  return loads_;
+}
+
+std::uint64_t RegisterFile::StoreCount() const {
+  const std::lock_guard lock(mutex_);
+  return stores_;
+}
+
+void RegisterFile::_Record(const RegisterAccess& access) {
+  if (trace_) {
+    trace_->push_back(access);
+  }
+  if (traceFile_) {
+    (void)std::fprintf(traceFile_.get(), "%s\n", ToText(access).c_str());
+    (void)std::fflush(traceFile_.get());
+  }
+}
+
+}  // namespace sim

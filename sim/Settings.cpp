@@ -1,0 +1,106 @@
+#include "sim/Settings.h"
+
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+#include <string_view>
+
+namespace sim {
+namespace {
+
+struct Setting {
+  const char* key;
+  const char* defaultValue;
+  const char* meaning;
+  std::function<void(Settings&, const std::string&)> apply;
+};
+
+bool ToBool(const std::string& text) {
+  if (text != "yes" && text != "no") {
+    throw std::invalid_argument("neither yes nor no");
+  }
+  return text == "yes";
+}
+
+auto Flag(bool Settings::*member) {
+  return [member](Settings& settings, const std::string& text) { settings.*member = ToBool(text); };
+}
+
+auto Strap(std::size_t pin) {
+  return [pin](Settings& settings, const std::string& text) {
+    settings.straps[pin] = text == "error" ? -1 : std::stoi(text) != 0 ? 1 : 0;
+  };
+}
+
+const std::array kSettings{
+    Setting{"ps_mio2", "1", "strap pin PS_MIO2: 0, 1 or error", Strap(0)},
+    Setting{"ps_mio3", "1", "strap pin PS_MIO3: 0, 1 or error", Strap(1)},
+    Setting{"strap_chip_missing", "no", "no GPIO chip: yes or no",
+            Flag(&Settings::strapChipMissing)},
+    Setting{"strap_line_busy", "no", "its lines are in use", Flag(&Settings::strapLineBusy)},
+    Setting{"memory_missing", "no", "no memory device", Flag(&Settings::memoryMissing)},
+    Setting{"mapping_refused", "no", "it can't be mapped", Flag(&Settings::mappingRefused)},
+    Setting{"unmapping_refused", "no", "it can't be unmapped", Flag(&Settings::unmappingRefused)},
+    Setting{"bus_error_at", "none", "byte offset of a register that doesn't answer, or none",
+            [](Settings& settings, const std::string& text) {
+              if (text == "none") {
+                settings.busErrorAt.reset();
+              } else {
+                settings.busErrorAt = static_cast<std::uint32_t>(std::stoul(text, nullptr, 0));
+              }
+            }},
+    Setting{"trace", "no", "write every register access to trace.txt",
+            Flag(&Settings::traceToFile)},
+};
+
+std::string Trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \t\r");
+  if (first == std::string_view::npos) {
+    return "";
+  }
+  return std::string(text.substr(first, text.find_last_not_of(" \t\r") - first + 1));
+}
+
+void Apply(Settings& settings, const std::string& line) {
+  const std::size_t equals = line.find('=');
+  const std::string key = Trimmed(std::string_view(line).substr(0, equals));
+  for (const Setting& setting : kSettings) {
+    if (equals != std::string::npos && key == setting.key) {
+      setting.apply(settings, Trimmed(std::string_view(line).substr(equals + 1)));
+      return;
+    }
+  }
+  throw std::invalid_argument("no such setting");
+}
+
+}  // namespace
+
+Settings ReadSettings(const std::string& path) {
+  Settings settings;
+  std::ifstream file(path);
+  std::string text;
+  for (int number = 1; std::getline(file, text); ++number) {
+    const std::string line = Trimmed(std::string_view(text).substr(0, text.find('#')));
+    if (line.empty()) {
+      continue;
+    }
+    try {
+      Apply(settings, line);
+    } catch (const std::exception& error) {
+      std::cerr << path << ":" << number << ": '" << line << "': " << error.what() << '\n';
+    }
+  }
+  return settings;
+}
+
+void WriteDefaultSettings(const std::string& path) {
+  std::ofstream file(path);
+  file << "# The simulated board: read once, when the program starts.\n";
+  for (const Setting& setting : kSettings) {
+    file << '\n' << "# " << setting.meaning << '\n';
+    file << setting.key << " = " << setting.defaultValue << '\n';
+  }
+}
+
+}  // namespace sim

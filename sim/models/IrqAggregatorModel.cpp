@@ -1,0 +1,60 @@
+#include "sim/models/IrqAggregatorModel.h"
+
+#include "modules/IrqHandlerRegs.h"
+
+namespace sim {
+namespace {
+
+// The three blocks of eight words, one word for each group of 32 lines.
+constexpr std::uint32_t kMask = 0x00;
+constexpr std::uint32_t kStatus = 0x20;
+constexpr std::uint32_t kClear = 0x40;
+constexpr std::uint32_t kBlockBytes = 0x20;
+
+}  // namespace
+
+IrqAggregatorModel::IrqAggregatorModel(BoardMutex& mutex)
+    : FieldModel(mutex, irq_handler_regs::kFields) {
+  for (std::uint32_t group = 0; group < raised_.size(); ++group) {
+    SetWord(kMask + 4 * group, 0xFFFFFFFF);
+  }
+}
+
+void IrqAggregatorModel::SetLine(std::uint32_t line, bool raised) {
+  const std::lock_guard lock(Mutex());
+  const std::uint32_t group = line / 32;
+  const std::uint32_t bit = 1U << (line % 32);
+  if (raised) {
+    raised_.at(group) |= bit;
+    SetWord(kStatus + 4 * group, Word(kStatus + 4 * group) | bit);
+  } else {
+    raised_.at(group) &= ~bit;
+  }
+  _UpdateOutput();
+}
+
+void IrqAggregatorModel::Pulse(std::uint32_t line) {
+  const std::lock_guard lock(Mutex());
+  SetLine(line, true);
+  SetLine(line, false);
+}
+
+void IrqAggregatorModel::OnStore(std::uint32_t offset, std::uint32_t written,
+                                 std::uint32_t /*before*/) {
+  if (offset >= kClear && offset < kClear + kBlockBytes) {
+    const std::uint32_t group = (offset - kClear) / 4;
+    const std::uint32_t latched = Word(kStatus + 4 * group) & ~written;
+    SetWord(kStatus + 4 * group, latched | raised_[group]);
+  }
+  _UpdateOutput();
+}
+
+void IrqAggregatorModel::_UpdateOutput() {
+  bool output = false;
+  for (std::uint32_t group = 0; group < raised_.size(); ++group) {
+    output |= (Word(kStatus + 4 * group) & ~Word(kMask + 4 * group)) != 0;
+  }
+  Set("irqOutputStatus", output ? 1 : 0);
+}
+
+}  // namespace sim

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "sim/FieldModel.h"
+
+namespace sim {
+
+/// The interrupt aggregator. A line's status bit is latched while the line is raised and clears on
+/// a written 1 once the line is down; the summary output is raised while an unmasked bit is set.
+/// All lines are masked after power-up. Thread-safe.
+class IrqAggregatorModel : public FieldModel {
+ public:
+  static constexpr std::uint32_t kLines = 256;
+
+  explicit IrqAggregatorModel(BoardMutex& mutex);
+
+  /// Raises or lowers an input line, 0 to 255. Its status stays latched until it is cleared.
+  void SetLine(std::uint32_t line, bool raised);
+  /// Raises a line for a moment: a pulse.
+  void Pulse(std::uint32_t line);
+
+ protected:
+  void OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) override;
+
+ private:
+  void _UpdateOutput();
+
+  std::array<std::uint32_t, kLines / 32> raised_{};  // guarded by the board's lock
+};
+
+}  // namespace sim
