@@ -8,13 +8,6 @@
 
 namespace {
 
-using Registry = std::map<std::string, BitfieldManager*, std::less<>>;
-
-// Both exist once per process. The bridge is built last and so destroyed first: the window is
-// unmapped at the process's end while the registry still stands.
-Registry registry;
-FpgaCsrAccess bridge;
-
 constexpr std::size_t kNameColumns = 40;
 
 std::string NameColumn(std::string_view name) {
@@ -35,23 +28,26 @@ bool Matches(std::string_view name, std::string_view filter) {
   return name.find(filter) != std::string_view::npos;
 }
 
-BitfieldManager* FindModule(std::string_view name) {
-  const auto found = registry.find(name);
-  return found != registry.end() ? found->second : nullptr;
-}
-
 }  // namespace
+
+BitfieldManager::Registry BitfieldManager::registry_;
+FpgaCsrAccess BitfieldManager::bridge_;
+
+BitfieldManager* BitfieldManager::_FindModule(std::string_view name) {
+  const auto found = registry_.find(name);
+  return found != registry_.end() ? found->second : nullptr;
+}
 
 BitfieldManager::BitfieldManager(const std::string& name, std::uint32_t baseAddress)
     : baseAddress_(baseAddress) {
-  if (FindModule(name) != nullptr) {
+  if (_FindModule(name) != nullptr) {
     LOG_CRITICAL("Bitfield Manager %s already exists. This is not supported! Throwing exception!",
                  name.c_str());
     throw std::invalid_argument("Tried instantiating bitfield manager with duplicate name");
   }
-  registry.emplace(name, this);
+  registry_.emplace(name, this);
   NameModuleForBusErrors(baseAddress, name);
-  if (!bridge.IsInitialized() && bridge.Init() != 0) {
+  if (!bridge_.IsInitialized() && bridge_.Init() != 0) {
     LOG_CRITICAL("Failed to initialize FpgaCsrAccess. Throwing exception.");
     throw std::invalid_argument("Failed to initialize FpgaCsrACcess.");
   }
@@ -63,72 +59,34 @@ void BitfieldManager::AddBitfield(const std::string& name, std::uint32_t address
     LOG_CRITICAL("Bitfield parameters out of range. Failed to add Bitfield. Throwing exception!");
     throw std::invalid_argument("Bitfield parameters out of range. Failed to add Bitfield.");
   }
-  if (!fields_.try_emplace(name, address, lsb, width).second) {
+  const auto [entry, added] = fields_.try_emplace(name, address, lsb, width);
+  if (!added) {
     LOG_CRITICAL(
         "Failed to add bitfield. Bitfield with this name already exists. Throwing exception!");
     throw std::invalid_argument("Failed to add bitfield.");
   }
+  index_.Add(entry->first, entry->second);
 }
 
-Bitfield& BitfieldManager::GetBitfield(std::string_view name) {
-  const auto found = fields_.find(name);
-  if (found == fields_.end()) {
-    const std::string text(name);
-    LOG_CRITICAL("Bitfield manager cannot find bitfield %s. Throwing Exception!", text.c_str());
-    throw std::invalid_argument("Cannot find specified bitfield " + text);
-  }
-  return found->second;
-}
-
-std::uint32_t BitfieldManager::ReadBitfield(std::string_view name) {
-  return ReadField(GetBitfield(name));
-}
-
-int BitfieldManager::ReadBitfield(std::string_view name, std::uint32_t* value) {
-  return ReadField(GetBitfield(name), value);
-}
-
-void BitfieldManager::WriteBitfield(std::string_view name, std::uint32_t value) {
-  WriteField(GetBitfield(name), value);
-}
-
-void BitfieldManager::WriteBitfieldNoRmw(std::string_view name, std::uint32_t value) {
-  WriteFieldNoRmw(GetBitfield(name), value);
+void BitfieldManager::_RefuseName(std::string_view name) {
+  const std::string text(name);
+  LOG_CRITICAL("Bitfield manager cannot find bitfield %s. Throwing Exception!", text.c_str());
+  throw std::invalid_argument("Cannot find specified bitfield " + text);
 }
 
 void BitfieldManager::RawWrite(std::uint32_t address, std::uint32_t value) {
   const std::lock_guard lock(mutex_);
-  bridge.RawUnsafeWrite(address, value);
+  bridge_.RawUnsafeWrite(address, value);
 }
 
 std::uint32_t BitfieldManager::RawRead(std::uint32_t address) {
   const std::lock_guard lock(mutex_);
-  return bridge.RawUnsafeRead(address);
-}
-
-std::uint32_t BitfieldManager::ReadField(const Bitfield& field) {
-  const std::lock_guard lock(mutex_);
-  return bridge.Read(field);
-}
-
-int BitfieldManager::ReadField(const Bitfield& field, std::uint32_t* value) {
-  const std::lock_guard lock(mutex_);
-  return bridge.Read(field, value);
-}
-
-void BitfieldManager::WriteField(const Bitfield& field, std::uint32_t value) {
-  const std::lock_guard lock(mutex_);
-  (void)bridge.Write(field, value);  // a refusal is logged there
-}
-
-void BitfieldManager::WriteFieldNoRmw(const Bitfield& field, std::uint32_t value) {
-  const std::lock_guard lock(mutex_);
-  (void)bridge.WriteNoRmw(field, value);  // a refusal is logged there
+  return bridge_.RawUnsafeRead(address);
 }
 
 void BitfieldManager::ListModules(std::vector<std::string>& out, const std::string& filter) {
   out.clear();
-  for (const auto& [name, manager] : registry) {
+  for (const auto& [name, manager] : registry_) {
     if (Matches(name, filter)) {
       out.push_back(AddressLine(name, manager->baseAddress_));
     }
@@ -138,7 +96,7 @@ void BitfieldManager::ListModules(std::vector<std::string>& out, const std::stri
 int BitfieldManager::ListBitfields(std::vector<std::string>& out, const std::string& module,
                                    const std::string& filter) {
   out.clear();
-  const BitfieldManager* manager = FindModule(module);
+  const BitfieldManager* manager = _FindModule(module);
   if (manager == nullptr) {
     return -1;
   }
@@ -153,7 +111,7 @@ int BitfieldManager::ListBitfields(std::vector<std::string>& out, const std::str
 int BitfieldManager::ListBitfieldValues(std::vector<std::string>& out, const std::string& module,
                                         const std::string& filter) {
   out.clear();
-  BitfieldManager* manager = FindModule(module);
+  BitfieldManager* manager = _FindModule(module);
   if (manager == nullptr) {
     return -1;
   }
@@ -167,15 +125,15 @@ int BitfieldManager::ListBitfieldValues(std::vector<std::string>& out, const std
 
 int BitfieldManager::WriteBitfieldAndReport(std::string& report, const std::string& module,
                                             const std::string& field, std::uint32_t value) {
-  BitfieldManager* manager = FindModule(module);
+  BitfieldManager* manager = _FindModule(module);
   if (manager == nullptr) {
     return -1;
   }
-  const auto found = manager->fields_.find(field);
-  if (found == manager->fields_.end()) {
+  const Bitfield* found = manager->index_.Find(field);
+  if (found == nullptr) {
     return -1;
   }
-  manager->WriteField(found->second, value);
-  report = ValueLine(field, found->second.address, manager->ReadField(found->second));
+  manager->WriteField(*found, value);
+  report = ValueLine(field, found->address, manager->ReadField(*found));
   return 0;
 }

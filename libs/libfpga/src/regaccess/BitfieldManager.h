@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "regaccess/Bitfield.h"
+#include "regaccess/FieldIndex.h"
 #include "regaccess/FieldMap.h"
 #include "regaccess/FpgaCsrAccess.h"
 
@@ -41,16 +42,28 @@ class BitfieldManager {
                    std::uint8_t width);
 
   /// Looks a field up. Throws std::invalid_argument, after a Critical line, if there is none.
-  Bitfield& GetBitfield(std::string_view name);
+  Bitfield& GetBitfield(std::string_view name) {
+    Bitfield* field = index_.Find(name);
+    if (field == nullptr) {
+      _RefuseName(name);
+    }
+    return *field;
+  }
 
   /// Reads a field; 0xFFFFFFFF when the access is refused. Throws like GetBitfield.
-  std::uint32_t ReadBitfield(std::string_view name);
+  std::uint32_t ReadBitfield(std::string_view name) { return ReadField(GetBitfield(name)); }
   /// Reads a field into `*value`, which a refused access leaves alone. Gives 0 or -1.
-  int ReadBitfield(std::string_view name, std::uint32_t* value);
+  int ReadBitfield(std::string_view name, std::uint32_t* value) {
+    return ReadField(GetBitfield(name), value);
+  }
   /// Writes a field, leaving the other bits of its word. A refusal shows in the log alone.
-  void WriteBitfield(std::string_view name, std::uint32_t value);
+  void WriteBitfield(std::string_view name, std::uint32_t value) {
+    WriteField(GetBitfield(name), value);
+  }
   /// Writes a field and zeroes the other bits of its word, without a load.
-  void WriteBitfieldNoRmw(std::string_view name, std::uint32_t value);
+  void WriteBitfieldNoRmw(std::string_view name, std::uint32_t value) {
+    WriteFieldNoRmw(GetBitfield(name), value);
+  }
 
   /// One store or load of any word of the window, under this manager's mutex. A refused load gives
   /// 0.
@@ -87,16 +100,40 @@ class BitfieldManager {
     return {baseAddress_ + field.byteOffset, field.lsb, field.width};
   }
 
-  std::uint32_t ReadField(const Bitfield& field);
-  int ReadField(const Bitfield& field, std::uint32_t* value);
-  void WriteField(const Bitfield& field, std::uint32_t value);
-  void WriteFieldNoRmw(const Bitfield& field, std::uint32_t value);
+  // One access to the hardware each, under the mutex.
+  std::uint32_t ReadField(const Bitfield& field) {
+    const std::lock_guard lock(mutex_);
+    return bridge_.Read(field);
+  }
+  int ReadField(const Bitfield& field, std::uint32_t* value) {
+    const std::lock_guard lock(mutex_);
+    return bridge_.Read(field, value);
+  }
+  void WriteField(const Bitfield& field, std::uint32_t value) {
+    const std::lock_guard lock(mutex_);
+    (void)bridge_.Write(field, value);  // a refusal is logged there
+  }
+  void WriteFieldNoRmw(const Bitfield& field, std::uint32_t value) {
+    const std::lock_guard lock(mutex_);
+    (void)bridge_.WriteNoRmw(field, value);  // a refusal is logged there
+  }
 
  private:
   using FieldTable = std::map<std::string, Bitfield, std::less<>>;
 
-  FieldTable fields_;  // read-only once the object is built
-  std::mutex mutex_;   // guards each access to the hardware through this manager
+  using Registry = std::map<std::string, BitfieldManager*, std::less<>>;
+
+  static BitfieldManager* _FindModule(std::string_view name);
+  [[noreturn]] static void _RefuseName(std::string_view name);
+
+  // Both exist once per process. The bridge is destroyed first, so that the window is unmapped at
+  // the process's end while the registry still stands.
+  static Registry registry_;
+  static FpgaCsrAccess bridge_;
+
+  FieldTable fields_;  // read-only once the object is built, like its index
+  FieldIndex index_;
+  std::mutex mutex_;  // guards each access to the hardware through this manager
   std::uint32_t baseAddress_;
 };
 

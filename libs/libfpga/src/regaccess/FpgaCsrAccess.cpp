@@ -8,44 +8,10 @@
 
 namespace {
 
-// The mapping. Written by Init and Shutdown while no other thread accesses registers; constant
-// while any does.
-volatile void* mappedWindow = nullptr;
-std::uint32_t windowWords = 0;
-
 constexpr std::uint32_t kWordBytes = 4;
 
 bool IsAligned(std::uint32_t address) {
   return address % kWordBytes == 0;
-}
-
-// False for every address while nothing is mapped.
-bool IsInWindow(std::uint32_t address) {
-  return address / kWordBytes < windowWords;
-}
-
-std::uint32_t Load(std::uint32_t address) {
-  return platform::LoadWord(mappedWindow, address);
-}
-
-void Store(std::uint32_t address, std::uint32_t word) {
-  platform::StoreWord(mappedWindow, address, word);
-}
-
-bool MayRead(std::uint32_t address) {
-  if (mappedWindow == nullptr) {
-    LOG_ERROR("Attempt to read from un-initialized FPGA CSR bridge");
-    return false;
-  }
-  if (!IsAligned(address)) {
-    LOG_ERROR("Non-aligned FPGA CSR read access");
-    return false;
-  }
-  if (!IsInWindow(address)) {
-    LOG_ERROR("Attempt to read illegal FPGA CSR address");
-    return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -71,8 +37,8 @@ int FpgaCsrAccess::Init() {
     LOG_ERROR("FPGA CSR bridge mmap failed");
     return -1;
   }
-  mappedWindow = mapping;
-  windowWords = kWindowBytes / kWordBytes;
+  mappedWindow_ = mapping;
+  windowWords_ = kWindowBytes / kWordBytes;
   ReportBusErrorsIn(mapping, kWindowBytes);
   LOG_INFO("FPGA CSR bridge mmap success of 0x%x bytes at addr 0x%lx", kWindowBytes,
            reinterpret_cast<unsigned long>(mapping));
@@ -84,56 +50,47 @@ int FpgaCsrAccess::Shutdown() {
     LOG_ERROR("Attempt to shutdown uninitialized FPGA CSR bridge");
     return -1;
   }
-  if (platform::UnmapMemory(mappedWindow, std::size_t{windowWords} * kWordBytes) != 0) {
+  if (platform::UnmapMemory(mappedWindow_, std::size_t{windowWords_} * kWordBytes) != 0) {
     LOG_ERROR("Unable to munmap FPGA CSR bridge");
     return -1;
   }
   StopReportingBusErrors();
-  mappedWindow = nullptr;
-  windowWords = 0;
+  mappedWindow_ = nullptr;
+  windowWords_ = 0;
   LOG_INFO("Successfully munmapped FPGA CSR bridge");
   return 0;
 }
 
 bool FpgaCsrAccess::IsInitialized() const {
-  return mappedWindow != nullptr;
+  return mappedWindow_ != nullptr;
 }
 
-int FpgaCsrAccess::Read(const Bitfield& field, std::uint32_t* value) {
-  if (!MayRead(field.address)) {
-    return -1;
+int FpgaCsrAccess::_RefuseRead(std::uint32_t address) {
+  if (mappedWindow_ == nullptr) {
+    LOG_ERROR("Attempt to read from un-initialized FPGA CSR bridge");
+  } else if (!IsAligned(address)) {
+    LOG_ERROR("Non-aligned FPGA CSR read access");
+  } else {
+    LOG_ERROR("Attempt to read illegal FPGA CSR address");
   }
-  *value = (Load(field.address) >> field.lsb) & field.Mask();
-  return 0;
+  return -1;
 }
 
-std::uint32_t FpgaCsrAccess::Read(const Bitfield& field) {
-  std::uint32_t value = 0xFFFFFFFF;
-  (void)Read(field, &value);  // a failure leaves all ones
-  return value;
-}
-
-int FpgaCsrAccess::Write(const Bitfield& field, std::uint32_t value) {
-  if (!IsInitialized()) {
+int FpgaCsrAccess::_RefuseWrite(std::uint32_t address) {
+  if (mappedWindow_ == nullptr) {
     LOG_ERROR("Attempt to write to un-initialized FPGA CSR bridge");
-    return -1;
-  }
-  if (!IsAligned(field.address)) {
-    LOG_ERROR("Non-aligned FPGA CSR write access to addr 0x%x", field.address);
-    return -1;
-  }
-  if (!IsInWindow(field.address)) {
+  } else if (!IsAligned(address)) {
+    LOG_ERROR("Non-aligned FPGA CSR write access to addr 0x%x", address);
+  } else {
     LOG_ERROR("Attempt to write illegal FPGA CSR address");
-    return -1;
   }
-  const std::uint32_t word = Load(field.address);
-  if ((value & ~field.Mask()) != 0) {
-    LOG_ERROR("Write data 0x%x exceeds bitfield width of %u lsb %u for address 0x%x", value,
-              unsigned{field.width}, unsigned{field.lsb}, field.address);
-    return -1;
-  }
-  Store(field.address, (word & ~(field.Mask() << field.lsb)) | (value << field.lsb));
-  return 0;
+  return -1;
+}
+
+int FpgaCsrAccess::_RefuseValue(const Bitfield& field, std::uint32_t value) {
+  LOG_ERROR("Write data 0x%x exceeds bitfield width of %u lsb %u for address 0x%x", value,
+            unsigned{field.width}, unsigned{field.lsb}, field.address);
+  return -1;
 }
 
 int FpgaCsrAccess::WriteNoRmw(const Bitfield& field, std::uint32_t value) {
@@ -145,7 +102,7 @@ int FpgaCsrAccess::WriteNoRmw(const Bitfield& field, std::uint32_t value) {
     LOG_ERROR("Non-aligned FPGA CSR write access");
     return -1;
   }
-  if (!IsInWindow(field.address)) {
+  if (!_IsLegal(field.address)) {
     LOG_ERROR("Attempt to write illegal FPGA CSR address");
     return -1;
   }
@@ -154,7 +111,7 @@ int FpgaCsrAccess::WriteNoRmw(const Bitfield& field, std::uint32_t value) {
     return -1;
   }
   const std::uint32_t word = value << field.lsb;
-  Store(field.address, word);
+  _Store(field.address, word);
   LOG_DEBUG("raw 0x%x: 0x%08x", field.address / kWordBytes, word);
   return 0;
 }
@@ -164,11 +121,11 @@ void FpgaCsrAccess::RawUnsafeWrite(std::uint32_t address, std::uint32_t value) {
     LOG_ERROR("Non-aligned FPGA CSR write access to 0x%x", address);
     return;
   }
-  if (!IsInWindow(address)) {
+  if (!_IsLegal(address)) {
     LOG_ERROR("Attempt to write illegal FPGA CSR address");
     return;
   }
-  Store(address, value);
+  _Store(address, value);
 }
 
 std::uint32_t FpgaCsrAccess::RawUnsafeRead(std::uint32_t address) {
@@ -176,9 +133,9 @@ std::uint32_t FpgaCsrAccess::RawUnsafeRead(std::uint32_t address) {
     LOG_ERROR("Non-aligned FPGA CSR read access");
     return 0;
   }
-  if (!IsInWindow(address)) {
+  if (!_IsLegal(address)) {
     LOG_ERROR("Attempt to read illegal FPGA CSR address");
     return 0;
   }
-  return Load(address);
+  return _Load(address);
 }

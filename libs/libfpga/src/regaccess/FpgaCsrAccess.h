@@ -1,7 +1,9 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
+#include "platform/PhysicalMemory.h"
 #include "regaccess/Bitfield.h"
 
 /// The one mapping of the FPGA's control and status registers into the process, and the five kinds
@@ -32,12 +34,32 @@ class FpgaCsrAccess {
   bool IsInitialized() const;
 
   /// Reads a field into `*value`, which stays untouched on failure. Gives 0 or -1.
-  int Read(const Bitfield& field, std::uint32_t* value);
+  int Read(const Bitfield& field, std::uint32_t* value) {
+    if (!_IsLegal(field.address)) {
+      return _RefuseRead(field.address);
+    }
+    *value = (_Load(field.address) >> field.lsb) & field.Mask();
+    return 0;
+  }
   /// Reads a field; 0xFFFFFFFF on failure.
-  std::uint32_t Read(const Bitfield& field);
+  std::uint32_t Read(const Bitfield& field) {
+    std::uint32_t value = 0xFFFFFFFF;
+    (void)Read(field, &value);  // a failure leaves all ones
+    return value;
+  }
   /// Read-modify-write of a field: one load, then one store unless `value` is too wide. Gives 0 or
   /// -1.
-  int Write(const Bitfield& field, std::uint32_t value);
+  int Write(const Bitfield& field, std::uint32_t value) {
+    if (!_IsLegal(field.address)) {
+      return _RefuseWrite(field.address);
+    }
+    const std::uint32_t word = _Load(field.address);
+    if ((value & ~field.Mask()) != 0) {
+      return _RefuseValue(field, value);
+    }
+    _Store(field.address, (word & ~(field.Mask() << field.lsb)) | (value << field.lsb));
+    return 0;
+  }
   /// Stores the field's value in its place with every other bit of the word 0. Gives 0 or -1.
   int WriteNoRmw(const Bitfield& field, std::uint32_t value);
 
@@ -45,4 +67,25 @@ class FpgaCsrAccess {
   void RawUnsafeWrite(std::uint32_t address, std::uint32_t value);
   /// One load of a whole word; 0 on failure.
   std::uint32_t RawUnsafeRead(std::uint32_t address);
+
+ private:
+  // Every access passes one comparison; what is wrong with an address is found out only behind it.
+  // A rotated address keeps its two lowest bits on top, where they put it out of range, and a
+  // window of 0 words, before Init, refuses every address.
+  static bool _IsLegal(std::uint32_t address) { return std::rotr(address, 2) < windowWords_; }
+  static std::uint32_t _Load(std::uint32_t address) {
+    return platform::LoadWord(mappedWindow_, address);
+  }
+  static void _Store(std::uint32_t address, std::uint32_t word) {
+    platform::StoreWord(mappedWindow_, address, word);
+  }
+
+  // Each logs why and gives -1.
+  static int _RefuseRead(std::uint32_t address);
+  static int _RefuseWrite(std::uint32_t address);
+  static int _RefuseValue(const Bitfield& field, std::uint32_t value);
+
+  // Written by Init and Shutdown while no other thread accesses registers; constant while any does.
+  static inline volatile void* mappedWindow_ = nullptr;
+  static inline std::uint32_t windowWords_ = 0;
 };
