@@ -1,0 +1,31 @@
+#include "cli/InputDevice.h"
+
+#include <utility>
+
+namespace cli::detail {
+
+InputDevice::InputDevice(Scheduler& jobScheduler) : scheduler(jobScheduler) {
+}
+
+InputDevice::~InputDevice() = default;
+
+void InputDevice::SetHandler(Handler keyHandler) {
+  handler = std::move(keyHandler);
+}
+
+void InputDevice::Notify(std::vector<KeyEvent> keys, std::function<void()> taken) {
+  scheduler.Post([this, keys = std::move(keys), taken = std::move(taken)] {
+    if (handler) {
+      handler(keys);
+    }
+    if (taken) {
+      taken();
+    }
+  });
+}
+
+void InputDevice::Notify(const KeyEvent& key) {
+  Notify(std::vector<KeyEvent>{key});
+}
+
+}  // namespace cli::detail
