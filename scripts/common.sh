@@ -1,0 +1,139 @@
+# What the words of ./dev share: installing, building, running tests. To be sourced.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+jobs=$(nproc)
+
+# What each kind of work needs from Debian.
+packages_build=(g++ cmake ninja-build pkg-config libasio-dev libgpiod-dev)
+packages_test=("${packages_build[@]}" libgtest-dev)
+packages_bench=("${packages_build[@]}" libbenchmark-dev)
+packages_lint=("${packages_test[@]}" libbenchmark-dev clang-format-14 clang-tidy-14 tmux)
+
+# Objects that another checkout or another build folder has compiled serve here too.
+if command -v ccache >/dev/null; then
+  export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+  export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+fi
+
+say() { printf '%s\n' "$*" >&2; }
+
+die() {
+  say "$@"
+  exit 1
+}
+
+# quietly LABEL COMMAND [argument...]: one line on standard error while it runs, and all that it
+# printed only if it fails. The progress of a build is counted on a terminal.
+quietly() {
+  local label=$1 log start=$SECONDS
+  shift
+  mkdir -p "$root/build"
+  log=$root/build/last-$BASHPID.log
+  printf '%s ... ' "$label" >&2
+  if "$@" 2>&1 </dev/null | tee "$log" | _CountSteps "$label"; then
+    printf 'done (%d s)\n' $((SECONDS - start)) >&2
+    rm -f "$log"
+  else
+    printf 'failed\n' >&2
+    grep -v '^\[[0-9]*/[0-9]*\] ' "$log" >&2 || true
+    rm -f "$log"
+    return 1
+  fi
+}
+
+_CountSteps() {
+  local line
+  while IFS= read -r line; do
+    if [[ -t 2 && $line =~ ^\[([0-9]+/[0-9]+)\] ]]; then
+      printf '\r%s ... %s ' "$1" "${BASH_REMATCH[1]}" >&2
+    fi
+  done
+}
+
+# need PACKAGE...: installs those that are missing. With nothing missing it asks nobody but dpkg.
+need() {
+  command -v dpkg-query >/dev/null || return 0 # no Debian: what is missing shows when it is called
+  local present package missing=()
+  present=" $(dpkg-query -W -f '${Package}=${db:Status-Status} ' "$@" 2>/dev/null || true)"
+  for package in "$@"; do
+    [[ $present == *" $package=installed "* ]] || missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+  if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+    die "Missing: ${missing[*]}. As root: apt-get install --no-install-recommends ${missing[*]}"
+  fi
+  # The lists of packages may be absent or out of date: they are fetched when that shows.
+  quietly "Installing ${missing[*]}" _Install "${missing[@]}"
+}
+
+_Install() {
+  _Apt install -y --no-install-recommends "$@" ||
+    { _Apt update && _Apt install -y --no-install-recommends "$@"; }
+}
+
+_Apt() {
+  local as_root=()
+  ((EUID == 0)) || as_root=(sudo)
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get -q -o DPkg::Lock::Timeout=300 "$@"
+}
+
+# configure PRESET [cmake option...]
+configure() {
+  quietly "Configuring $1" _InRoot cmake --preset "$@"
+}
+
+# build PRESET [target...]
+build() {
+  local preset=$1
+  shift
+  quietly "Building $preset" _InRoot cmake --build --preset "$preset" -j "$jobs" \
+    ${1:+--target "$@"}
+}
+
+_InRoot() { (cd "$root" && "$@"); }
+
+# Totals of the suites that run_suite has run.
+passed=0 failed=0 skipped=0
+
+# run_suite PRESET [command in front of ctest...]: runs the preset's tests and adds their results
+# to the totals. Only what fails is shown.
+run_suite() {
+  local preset=$1 results=$root/build/$1/test-results.xml status=0 ran bad off
+  shift
+  rm -f "$results"
+  local run=(_InRoot "$@" ctest --preset "$preset" -j "$jobs" --output-junit "$results")
+  say "Running the tests of $preset"
+  if [[ -t 1 ]]; then
+    "${run[@]}" --progress || status=$?
+  else
+    "${run[@]}" | _WithoutPasses || status=$?
+  fi
+  # The head of the results: tests="8" failures="0" disabled="0" skipped="0"
+  ran=$(_Count tests) bad=$(_Count failures) off=$(($(_Count disabled) + $(_Count skipped)))
+  # ctest may also fail as a whole, with a program that can't list its tests for example.
+  ((status == 0 || bad > 0)) || bad=1 ran=$((ran + 1))
+  printf '%s: %s\n' "$preset" "$(_Totals $((ran - bad - off)) "$bad" "$off")"
+  ((passed += ran - bad - off, failed += bad, skipped += off)) || true
+}
+
+_Count() {
+  local number=
+  [[ ! -f $results ]] || number=$(grep -m1 -o "\<$1=\"[0-9]*\"" "$results" | tr -dc 0-9)
+  echo "${number:-0}"
+}
+
+_WithoutPasses() { grep -v -E ' Passed +[0-9.]+ sec$|^ +Start +[0-9]+: ' || true; }
+
+_Totals() {
+  local text="$1 passed, $2 failed"
+  (($3 == 0)) || text+=", $3 skipped"
+  echo "$text"
+}
+
+# The last line of a word that tests, and its exit status.
+finish_suites() {
+  _Totals "$passed" "$failed" "$skipped"
+  ((failed == 0 && passed > 0))
+}
