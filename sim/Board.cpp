@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <stdexcept>
 
@@ -27,6 +28,17 @@ void BreakPage(volatile void* window, std::size_t offset) {
   (void)mmap(const_cast<char*>(page), pageBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED,
              empty, 0);
   (void)close(empty);
+}
+
+// The inventory's two files exist on every board, empty when the board is new.
+void CreateInventoryFiles(const Board& board) {
+  for (const char* name : {"/usr/orvane/lib/eeprom-lo", "/usr/orvane/lib/eeprom-hi"}) {
+    const std::filesystem::path path = board.StoragePath(name);
+    if (!std::filesystem::exists(path)) {
+      std::filesystem::create_directories(path.parent_path());
+      std::ofstream{path};
+    }
+  }
 }
 
 }  // namespace
@@ -57,26 +69,26 @@ Board& Board::CreateInMemory() {
 }
 
 void Board::UseFolder(const std::string& folder) {
-  folder_ = folder;
-  std::filesystem::create_directories(folder_);
-  const std::string conf = folder_ + "/board.conf";
+  UseFilesFolder(folder + "/files");
+  std::filesystem::create_directories(folder);
+  const std::string conf = folder + "/board.conf";
   if (!std::filesystem::exists(conf)) {
     WriteDefaultSettings(conf);
   }
   settings = ReadSettings(conf);
-  log.WriteTo(folder_ + "/log.txt");
+  CreateInventoryFiles(*this);
+  log.WriteTo(folder + "/log.txt");
   if (settings.traceToFile) {
-    registers.TraceToFile(folder_ + "/trace.txt");
+    registers.TraceToFile(folder + "/trace.txt");
   }
 }
 
+void Board::UseFilesFolder(const std::string& folder) {
+  filesFolder_ = folder;
+}
+
 std::string Board::StoragePath(std::string_view boardPath) const {
-  if (folder_.empty()) {
-    return "/nonexistent" + std::string(boardPath);
-  }
-  const std::string path = folder_ + "/files" + std::string(boardPath);
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  return path;
+  return (filesFolder_.empty() ? "/nonexistent" : filesFolder_) + std::string(boardPath);
 }
 
 volatile void* Board::MapWindow(std::size_t bytes) {

@@ -31,7 +31,9 @@ class Board {
 
   /// Gives the board a folder, which is created if it is missing.
   void UseFolder(const std::string& folder);
-  /// Where a file of the board lies. Without a folder there is no such file.
+  /// Keeps the board's files, such as those of the inventory, below a folder.
+  void UseFilesFolder(const std::string& folder);
+  /// Where a file of the board lies. Without a folder for files there is no such file.
   std::string StoragePath(std::string_view boardPath) const;
 
   /// Maps the register window: an address range of its own that nothing but LoadWord and StoreWord
@@ -53,7 +55,7 @@ class Board {
  private:
   Board();
 
-  std::string folder_;
+  std::string filesFolder_;
 };
 
 }  // namespace sim

@@ -1,0 +1,379 @@
+#include "SysEeprom.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "log/Log.h"
+#include "platform/Clock.h"
+#include "platform/Storage.h"
+
+namespace {
+
+constexpr const char* kLowFile = "/usr/orvane/lib/eeprom-lo";
+constexpr const char* kHighFile = "/usr/orvane/lib/eeprom-hi";
+
+constexpr std::uint32_t kInventorySignature = 0xCAFA0002;
+constexpr std::uint32_t kMacSignature = 0xCAFE0002;
+
+// The record of the second file: magic (4 bytes), length of the data (8 bytes), data;
+// little-endian.
+constexpr std::uint32_t kHighMagic = 0xBEEFCAFE;
+constexpr std::size_t kHighHeaderBytes = 12;
+
+// A descriptor that is closed at the end of its scope. Descriptor 0 is standard input's place and
+// counts as a failed open here.
+class File {
+ public:
+  explicit File(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (descriptor_ >= 0) {
+      (void)close(descriptor_);
+    }
+  }
+
+  bool IsOpen() const { return descriptor_ >= 1; }
+  bool SeekTo(std::size_t offset) const {
+    return lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) == static_cast<off_t>(offset);
+  }
+
+  // Reads until `length` bytes are there or the file ends. -1 on an error.
+  ssize_t Read(std::uint8_t* buffer, std::size_t length) const {
+    std::size_t done = 0;
+    while (done < length) {
+      const ssize_t count = read(descriptor_, buffer + done, length - done);
+      if (count < 0 && errno != EINTR) {
+        return -1;
+      }
+      if (count == 0) {
+        break;
+      }
+      done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return static_cast<ssize_t>(done);
+  }
+
+  // Writes all of it, or as much as goes, after one Error line. Gives what was written.
+  std::size_t Write(const std::uint8_t* buffer, std::size_t length) const {
+    std::size_t done = 0;
+    while (done < length) {
+      const ssize_t count = write(descriptor_, buffer + done, length - done);
+      if (count == 0 || (count < 0 && errno != EINTR)) {
+        const int error = count == 0 ? ENOSPC : errno;
+        LogErrorF("EEPROM write error! %zu of %zu bytes written: %s", done, length,
+                  std::strerror(error));
+        break;
+      }
+      done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return done;
+  }
+
+ private:
+  const int descriptor_;
+};
+
+template <typename Unsigned>
+Unsigned LoadLittleEndian(const std::uint8_t* bytes) {
+  Unsigned value = 0;
+  for (std::size_t i = 0; i < sizeof value; ++i) {
+    value |= static_cast<Unsigned>(bytes[i]) << (8 * i);
+  }
+  return value;
+}
+
+template <typename Unsigned>
+void StoreLittleEndian(std::uint8_t* bytes, Unsigned value) {
+  for (std::size_t i = 0; i < sizeof value; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
+  }
+}
+
+// A locally administered unicast address (IEEE 802: the first octet's second bit is set and its
+// lowest is not) with a last octet of 0, made of the clock's nanoseconds.
+std::uint64_t DefaultMacBase() {
+  std::uint64_t base = static_cast<std::uint64_t>(platform::RealTime().tv_nsec) << 32;
+  base |= static_cast<std::uint32_t>(platform::RealTime().tv_nsec);
+  base &= 0xFFFFFFFFFF00;
+  base &= 0xFFFFF0FFFFFFFFFF;
+  return base | 0x0A0000000000;
+}
+
+// Pieces between colons; empty ones don't count.
+std::vector<std::string> SplitAtColons(const std::string& text) {
+  std::vector<std::string> pieces;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const std::size_t end = std::min(text.find(':', start), text.size());
+    if (end > start) {
+      pieces.push_back(text.substr(start, end - start));
+    }
+    start = end + 1;
+  }
+  return pieces;
+}
+
+}  // namespace
+
+CSysEeprom::CSysEeprom()
+    : lowPath_(platform::StoragePath(kLowFile)), highPath_(platform::StoragePath(kHighFile)) {
+  _Initialize();
+}
+
+void CSysEeprom::_Initialize() {
+  errno = 0;
+  const ssize_t count = _ReadLow(image_.data(), 0, image_.size());
+  const bool mayStore = count >= 0 || errno == ENOENT;
+  // A block that the file doesn't hold whole was torn: nothing of it counts.
+  const auto loaded = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  for (const Range& block : {kInventoryBlock, kMacBlock}) {
+    if (loaded < block.offset + block.size) {
+      std::fill_n(image_.begin() + block.offset, block.size, std::uint8_t{0});
+    }
+  }
+  if (_Signature(kInventoryBlock) != kInventorySignature) {
+    LOG_CRITICAL(
+        "Inventory Signature mismatch. Defaulting Inventory. Expected: 0x%08X and read 0x%08X",
+        kInventorySignature, _Signature(kInventoryBlock));
+    _DefaultInventory();
+    if (mayStore) {
+      _Store(kInventoryBlock);
+    }
+  }
+  if (_Signature(kMacBlock) != kMacSignature) {
+    LOG_CRITICAL("MAC addresses Signature mismatch. Defaulting. Expected: 0x%08X and read 0x%08X",
+                 kMacSignature, _Signature(kMacBlock));
+    _DefaultMacs();
+    if (mayStore) {
+      _Store(kMacBlock);
+    }
+  }
+}
+
+void CSysEeprom::_DefaultInventory() {
+  std::fill_n(image_.begin() + kInventoryBlock.offset, kInventoryBlock.size, std::uint8_t{0});
+  _SetSignature(kInventoryBlock, kInventorySignature);
+  _SetText(kSerialNumber, "000001");
+  _SetText(kHardwareRev, "--");
+  _SetText(kBoardVariant, "--");
+}
+
+void CSysEeprom::_DefaultMacs() {
+  std::fill_n(image_.begin() + kMacBlock.offset, kMacBlock.size, std::uint8_t{0});
+  _SetSignature(kMacBlock, kMacSignature);
+  const std::uint64_t base = DefaultMacBase();
+  auto octet = image_.begin() + kMacTable;
+  for (std::uint64_t i = 0; i < kMacCount; ++i) {
+    for (int shift = 40; shift >= 0; shift -= 8) {
+      *octet++ = static_cast<std::uint8_t>((base + i) >> shift);
+    }
+  }
+}
+
+ssize_t CSysEeprom::_ReadLow(std::uint8_t* buffer, std::size_t offset, std::size_t length) const {
+  const File file(lowPath_);
+  if (!file.IsOpen()) {
+    return -1;
+  }
+  if (!file.SeekTo(offset)) {
+    LogErrorF("EEPROM read error! Tried to lseek to 0x%08X", static_cast<unsigned>(offset));
+  }
+  return file.Read(buffer, length);
+}
+
+ssize_t CSysEeprom::_WriteLow(const std::uint8_t* buffer, std::size_t offset,
+                              std::size_t length) const {
+  const File file(lowPath_);
+  if (!file.IsOpen()) {
+    LogErrorF("EEPROM Write error! Tried to write to 0x%08X, %zu bytes",
+              static_cast<unsigned>(offset), length);
+    return -1;
+  }
+  LogInfoF("EEPROM Write at 0x%08X, %zu bytes", static_cast<unsigned>(offset), length);
+  if (!file.SeekTo(offset)) {
+    LogErrorF("EEPROM read error! Tried to lseek to 0x%08x", static_cast<unsigned>(offset));
+  }
+  return static_cast<ssize_t>(file.Write(buffer, length));
+}
+
+void CSysEeprom::_Store(const Range& range) const {
+  (void)_WriteLow(image_.data() + range.offset, range.offset, range.size);  // it logs a failure
+}
+
+std::uint32_t CSysEeprom::_Signature(const Range& block) const {
+  return LoadLittleEndian<std::uint32_t>(image_.data() + block.offset);
+}
+
+void CSysEeprom::_SetSignature(const Range& block, std::uint32_t signature) {
+  StoreLittleEndian(image_.data() + block.offset, signature);
+}
+
+// The whole field is written: nothing of a longer text stays behind the new one.
+void CSysEeprom::_SetText(const Range& field, std::string_view text) {
+  const auto start = image_.begin() + static_cast<std::ptrdiff_t>(field.offset);
+  std::fill_n(std::copy_n(text.begin(), std::min(text.size(), field.size), start),
+              field.size - std::min(text.size(), field.size), std::uint8_t{0});
+}
+
+std::string CSysEeprom::_Text(const Range& field) const {
+  const auto start = image_.begin() + static_cast<std::ptrdiff_t>(field.offset);
+  const auto behind = start + static_cast<std::ptrdiff_t>(field.size);
+  return {start, std::find(start, behind, std::uint8_t{0})};
+}
+
+int CSysEeprom::WriteBoardVariant(const std::string& text) {
+  if (text.size() >= kBoardVariant.size) {
+    LOG_CRITICAL(
+        "Board Variant number has too many characters. It must be less than 16 character including "
+        "the zero delimiter");
+    return 0;
+  }
+  _SetText(kBoardVariant, text);
+  _Store(kInventoryBlock);
+  return 1;
+}
+
+int CSysEeprom::WriteHardwareRev(const std::string& text) {
+  if (text.size() >= kHardwareRev.size) {
+    LOG_CRITICAL(
+        "Hardware revision number has too many characters. It must be less than 32 character "
+        "including the zero delimiter");
+    return 0;
+  }
+  LOG_INFO("Writing hardware revision to EEPROM");
+  _SetText(kHardwareRev, text);
+  _Store(kInventoryBlock);
+  return 1;
+}
+
+int CSysEeprom::WriteSerialNumber(const std::string& text) {
+  if (text.size() >= kSerialNumber.size) {
+    LOG_CRITICAL(
+        "Serial number has too many characters. It must be less than 16 character including the "
+        "zero delimiter");
+    return 0;
+  }
+  LOG_INFO("Writing serial number (%s) to EEPROM", text.c_str());
+  _SetText(kSerialNumber, text);
+  _Store(kInventoryBlock);
+  return 1;
+}
+
+std::string CSysEeprom::ReadBoardVariant() const {
+  std::string text = _Text(kBoardVariant);
+  LOG_INFO("VARIANT: %s\n", text.c_str());
+  return text;
+}
+
+std::string CSysEeprom::ReadHardwareRev() const {
+  std::string text = _Text(kHardwareRev);
+  LOG_INFO("REVISION: %s\n", text.c_str());
+  return text;
+}
+
+std::string CSysEeprom::ReadSerialNumber() const {
+  std::string text = _Text(kSerialNumber);
+  LOG_INFO("SN: %s\n", text.c_str());
+  return text;
+}
+
+std::span<const std::uint8_t, CSysEeprom::kMacBytes> CSysEeprom::_Mac(int index) const {
+  return std::span<const std::uint8_t, kMacBytes>(
+      image_.data() + kMacTable + kMacBytes * static_cast<std::size_t>(index), kMacBytes);
+}
+
+std::string CSysEeprom::ReadMac(int index) const {
+  if (index < 0 || index >= kMacCount) {
+    LOG_CRITICAL("Failed to get MAC address. Index out of range");
+    return "ERROR";
+  }
+  const auto mac = _Mac(index);
+  return FormatMessage("%02x:%02x:%02x:%02x:%02x:%02x", unsigned{mac[0]}, unsigned{mac[1]},
+                       unsigned{mac[2]}, unsigned{mac[3]}, unsigned{mac[4]}, unsigned{mac[5]});
+}
+
+std::uint64_t CSysEeprom::ReadMacInt(int index) const {
+  if (index < 0 || index >= kMacCount) {
+    LOG_CRITICAL("Failed to get MAC address. Index out of range");
+    return 0;
+  }
+  std::uint64_t value = 0;
+  for (const std::uint8_t octet : _Mac(index)) {
+    value = value << 8 | octet;
+  }
+  return value;
+}
+
+int CSysEeprom::WriteMac(int index, const std::string& text) {
+  std::array<std::uint8_t, kMacBytes> mac{};
+  if (index < 0 || index >= kMacCount || ParseMac(text, mac.data()) == 0) {
+    return 0;
+  }
+  LOG_INFO("Writing to EEPROM MAC index %d %02X:%02X:%02X:%02X:%02X:%02X", index, unsigned{mac[0]},
+           unsigned{mac[1]}, unsigned{mac[2]}, unsigned{mac[3]}, unsigned{mac[4]},
+           unsigned{mac[5]});
+  const Range entry{kMacTable + kMacBytes * static_cast<std::size_t>(index), kMacBytes};
+  std::copy(mac.begin(), mac.end(), image_.begin() + static_cast<std::ptrdiff_t>(entry.offset));
+  _Store(entry);
+  return 1;
+}
+
+int CSysEeprom::ParseMac(const std::string& text, std::uint8_t* mac) {
+  const std::vector<std::string> pieces = SplitAtColons(text);
+  if (pieces.size() != kMacBytes) {
+    return 0;
+  }
+  std::array<std::uint8_t, kMacBytes> parsed{};
+  for (std::size_t i = 0; i < kMacBytes; ++i) {
+    const char* const digits = pieces[i].c_str();
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(digits, &end, 16);
+    if (end == digits) {
+      return 0;
+    }
+    parsed[i] = static_cast<std::uint8_t>(value);
+  }
+  std::copy(parsed.begin(), parsed.end(), mac);
+  return 1;
+}
+
+void CSysEeprom::Erase() {
+  image_.fill(0);
+  _Store({0, kImageBytes});
+}
+
+std::size_t CSysEeprom::ReadHighBlock(std::uint8_t* buffer, std::size_t maxLength) {
+  const File file(highPath_);
+  std::array<std::uint8_t, kHighHeaderBytes> header{};
+  if (!file.IsOpen() ||
+      file.Read(header.data(), header.size()) != static_cast<ssize_t>(header.size())) {
+    return 0;
+  }
+  const auto length = LoadLittleEndian<std::uint64_t>(header.data() + sizeof kHighMagic);
+  if (LoadLittleEndian<std::uint32_t>(header.data()) != kHighMagic || length > maxLength) {
+    return 0;
+  }
+  return static_cast<std::size_t>(
+      std::max<ssize_t>(file.Read(buffer, static_cast<std::size_t>(length)), 0));
+}
+
+std::size_t CSysEeprom::WriteHighBlock(const std::uint8_t* buffer, std::size_t length) {
+  const File file(highPath_);
+  if (!file.IsOpen()) {
+    return static_cast<std::size_t>(-1);
+  }
+  std::array<std::uint8_t, kHighHeaderBytes> header{};
+  StoreLittleEndian(header.data(), kHighMagic);
+  StoreLittleEndian(header.data() + sizeof kHighMagic, std::uint64_t{length});
+  if (file.Write(header.data(), header.size()) != header.size()) {
+    return 0;  // data without its header would be read as a header
+  }
+  return file.Write(buffer, length);
+}
