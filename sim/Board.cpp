@@ -47,6 +47,9 @@ Board::Board() {
   registers.Attach(address_map::BaseOf(address_map::kIrqHandler), irqAggregator);
   registers.Attach(address_map::BaseOf(address_map::kSdiRxCrosspoint), sdiRxCrosspoint);
   registers.Attach(address_map::BaseOf(address_map::kSdiTxCrosspoint), sdiTxCrosspoint);
+  for (std::uint32_t path = 0; path < address_map::kPaths; ++path) {
+    registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
+  }
 }
 
 Board& Board::Get() {

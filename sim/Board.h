@@ -1,14 +1,17 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 
+#include "modules/AddressMap.h"
 #include "sim/LogRecords.h"
 #include "sim/RegisterFile.h"
 #include "sim/Settings.h"
 #include "sim/SimulatedClock.h"
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/SdiTxModel.h"
 
 namespace sim {
 
@@ -51,6 +54,8 @@ class Board {
   IrqAggregatorModel irqAggregator{mutex};
   CrosspointModel sdiRxCrosspoint{mutex};
   CrosspointModel sdiTxCrosspoint{mutex};
+  std::array<SdiTxModel, address_map::kPaths> sdiTx{SdiTxModel(mutex), SdiTxModel(mutex),
+                                                    SdiTxModel(mutex), SdiTxModel(mutex)};
 
  private:
   Board();

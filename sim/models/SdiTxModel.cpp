@@ -1,0 +1,33 @@
+#include "sim/models/SdiTxModel.h"
+
+#include "modules/SdiTxRegs.h"
+
+namespace sim {
+
+SdiTxModel::SdiTxModel(BoardMutex& mutex) : FieldModel(mutex, sdi_tx_regs::kFields) {
+  for (const char* name : {"support3gLevelBb", "support12g", "support6g", "support3g", "supportHd",
+                           "supportSd", "supportTx", "rev"}) {
+    Set(name, 1);
+  }
+  for (const char* name : {"resetPicxo", "resetFifo", "resetPhy", "reset"}) {
+    Set(name, 1);
+  }
+  _UpdateStatus();
+}
+
+void SdiTxModel::OnStore(std::uint32_t /*offset*/, std::uint32_t /*written*/,
+                         std::uint32_t /*before*/) {
+  _UpdateStatus();
+}
+
+void SdiTxModel::_UpdateStatus() {
+  const bool locked = Get("resetCpll") == 0 && Get("cpllPowerDown") == 0;
+  const bool running = locked && Get("resetPhy") == 0 && Get("reset") == 0;
+  Set("pllLocked", locked ? 3 : 0);
+  for (const char* name : {"txResetDone", "txCalDone", "txChangeDone"}) {
+    Set(name, running ? 1 : 0);
+  }
+  Set("fifo_underflow", running && Get("resetFifo") != 0 ? 1 : 0);
+}
+
+}  // namespace sim
