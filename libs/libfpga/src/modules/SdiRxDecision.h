@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "video/Video.h"
+
+/// What an SDI receiver's report means: decisions on plain values, without access to hardware.
+namespace sdi_rx {
+
+// Codes of the receiver's status fields.
+inline constexpr std::uint32_t kMode270M = 0;  // sdiMode; then 3G A, 3G B, 6G, 12G
+inline constexpr std::uint32_t kMode1G5 = 1;
+inline constexpr std::uint32_t kRaster1920x1080 = 0;  // tdFormat
+inline constexpr std::uint32_t kRaster1280x720 = 1;
+inline constexpr std::uint32_t kRaster2048x1080 = 2;
+inline constexpr std::uint32_t kRaster720x486 = 4;
+inline constexpr std::uint32_t kRaster720x576 = 5;
+inline constexpr std::uint32_t kRasterUnknown = 7;  // 3 and 6 name no raster either
+inline constexpr std::uint32_t kOneStream = 0;      // activeStreams: 2 to its power
+inline constexpr std::uint32_t kTwoStreams = 1;
+inline constexpr std::uint32_t kFourStreams = 2;
+inline constexpr std::uint32_t kEightStreams = 3;
+
+/// What a locked receiver reports. The numbers are those of its status fields; a code may be any
+/// number.
+struct Report {
+  bool st352Valid = false;
+  std::uint32_t st352Packet = 0;  ///< SMPTE ST 352 payload identifier; 0 unless it is valid
+  std::uint32_t raster = 0;       ///< tdFormat
+  std::uint32_t rate = 0;         ///< tdRate: frames per second, see StatusTextOf
+  bool progressive = false;       ///< the transport; a psf picture has an interlaced one
+  bool fractional = false;        ///< a rate with the factor 1000/1001; no decision looks at it
+  std::uint32_t streams = 0;      ///< activeStreams
+  std::uint32_t mode = 0;         ///< sdiMode
+};
+
+/// True if the code names a raster.
+bool IsRaster(std::uint32_t raster);
+
+/// False while the receiver hasn't told yet what it sees: a high-definition raster can't come in
+/// one stream. The format decided before holds then.
+bool IsConclusive(const Report& report);
+
+/// Decides the format of a conclusive report. A combination that no standard has gives the default
+/// VideoFormat, standardId 0.
+VideoFormat DecideVideoFormat(const Report& report);
+
+/// "Locked" with what the receiver sees behind it: data rate, raster, streams, frame rate, flags. A
+/// data rate without a name replaces the word.
+std::string LockedText(const Report& report);
+
+}  // namespace sdi_rx

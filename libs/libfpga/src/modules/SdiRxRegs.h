@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+
+#include "regaccess/FieldMap.h"
+
+/// Register map of an SDI receiver.
+namespace sdi_rx_regs {
+
+// clang-format off
+inline constexpr std::array<Field, 42> kFields{{
+  // name               offset lsb width access
+  {"gtReset",              4,  3,  1},
+  {"clrSt352Flags",        4,  2,  1},  // clears the ST 352 flags while it is 1
+  {"clrErrCnt",            4,  1,  1},  // clears crcErrCnt while it is 1
+  {"reset",                4,  0,  1},  // of the core, active high
+  {"rxRevCap",             8,  0, 32, Access::kReadOnly},  // revision and capabilities
+  {"videoType",           12, 14,  8},  // video type code of the standard that was decided
+  {"st352StreamSelect",   12, 10,  4},
+  {"forcedMode",          12,  7,  3},  // SDI mode while detection is off
+  {"modeEnable",          12,  1,  5},  // modes that the detector may try, one bit each
+  {"modeDetectEn",        12,  0,  1},
+  {"rxChangeFailCode",    24, 29,  3, Access::kReadOnly},
+  {"rxChangeFail",        24, 28,  1, Access::kReadOnly},
+  {"rxChangeDone",        24, 27,  1, Access::kReadOnly},
+  {"resetDone",           24, 26,  1, Access::kReadOnly},
+  {"rxFifoFullErr",       24, 25,  1, Access::kReadOnly},
+  {"pllLocked",           24, 24,  1, Access::kReadOnly},
+  {"frameUnlockCap",      24, 23,  1, Access::kWriteOneToClear},  // the frame lock was lost
+  {"rxUnlockCap",         24, 22,  1, Access::kWriteOneToClear},  // the receiver's lock was lost
+  {"demuxErr",            24, 21,  1, Access::kReadOnly},
+  {"st352PktErr",         24, 20,  1, Access::kReadOnly},
+  {"st352Valid",          24, 19,  1, Access::kReadOnly},  // st352Packet holds a valid packet
+  {"linkClkStopped",      24, 18,  1, Access::kReadOnly},
+  {"linkClkErr",          24, 17,  1, Access::kReadOnly},
+  {"fractionalRate",      24, 16,  1, Access::kReadOnly},
+  {"tdProgressive",       24, 15,  1, Access::kReadOnly},  // td: what the transport detector found
+  {"tdRate",              24, 11,  4, Access::kReadOnly},
+  {"tdFormat",            24,  8,  3, Access::kReadOnly},
+  {"tdLocked",            24,  7,  1, Access::kReadOnly},
+  {"activeStreams",       24,  4,  3, Access::kReadOnly},
+  {"sdiMode",             24,  1,  3, Access::kReadOnly},
+  {"rxLocked",            24,  0,  1, Access::kReadOnly},  // TRS lock
+  {"rxStatusAll",         24,  0, 32, Access::kReadOnly, true},  // the whole status word
+  {"st352Packet",         28,  0, 32, Access::kReadOnly},  // byte 1 in bits 7..0, byte 4 on top
+  {"crcErrCnt",           32,  0, 32, Access::kReadOnly},
+  {"irqMask",             44,  0, 16},                     // a 1 masks the source
+  {"irqStatus",           48,  0, 16, Access::kReadOnly},  // pending sources
+  {"irqClr",              52,  0, 16, Access::kStrobe},    // a 1 clears the source
+  // The transceiver's configuration words are reached through this port.
+  {"reconfigWrEn",        56, 11,  1, Access::kStrobe},
+  {"reconfigRdEn",        56, 10,  1, Access::kStrobe},
+  {"reconfigAddr",        56,  0, 10},
+  {"reconfigWrData",      60,  0, 32},
+  {"reconfigRdData",      64,  0, 32, Access::kReadOnly},
+}};
+// clang-format on
+static_assert(WellFormed(kFields));
+
+}  // namespace sdi_rx_regs
