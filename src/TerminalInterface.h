@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "cli/CmdHandler.h"
+#include "cli/GenericAsioScheduler.h"
+#include "cli/Menu.h"
+
+/// The operator's console: the menu tree and its commands on the local terminal.
+///
+/// Threads: Service and every command run on the thread that calls Service; Stop may be called from
+/// any thread.
+class TerminalInterface {
+ public:
+  TerminalInterface() = default;
+  TerminalInterface(const TerminalInterface&) = delete;
+  TerminalInterface& operator=(const TerminalInterface&) = delete;
+  /// Waits for the session that Start began.
+  virtual ~TerminalInterface();
+
+  /// Serves the operator until the session ends. Gives 0, or -1 after an exception, whose text is
+  /// written on standard error.
+  int Service();
+
+  /// Runs Service on a thread of its own.
+  void Start();
+
+  /// Makes Service return without ending the session in order: the new history lines are not
+  /// stored. Does nothing before Service has begun and after it has returned.
+  void Stop();
+
+ private:
+  using EventLoop = cli::detail::GenericAsioScheduler<cli::detail::NewStandaloneAsioLib>;
+
+  void _RunSession();
+  static void _AddColorCommands(cli::Menu& menu, cli::CmdHandler& colorCmd,
+                                cli::CmdHandler& nocolorCmd);
+  static std::unique_ptr<cli::Menu> _BitfieldsMenu();
+
+  // The commands on register fields. Each gives the text for the operator.
+  static std::string _ListModules(const std::string& filter);
+  static std::string _ListBitfields(const std::string& module, const std::string& filter);
+  static std::string _ReadBitfields(const std::string& module, const std::string& filter);
+  static std::string _WriteBitfield(const std::string& module, const std::string& field,
+                                    const std::string& value);
+
+  std::thread serviceThread_;
+  std::mutex schedulerMutex_;             // guards the pointer below
+  std::shared_ptr<EventLoop> scheduler_;  // null until Service has made it
+};
