@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "Program.h"
+
+// What an operator does and sees, on the simulated board.
+namespace {
+
+constexpr const char* kGoodbye = "Closing App...\nGoodbye and thanks for all the fish.\n";
+constexpr ProgramEnd kNormalEnd{.exitStatus = 0};
+
+TEST(Console, HelpShowsTheCommandsOfEachMenu) {
+  const TestFolder folder;
+  TerminalProgram console(folder);
+  EXPECT_EQ(console.Banner(), "main> ");
+  EXPECT_EQ(console.Run("help"),
+            "Commands available:\n"
+            " - help\n\tThis help message\n"
+            " - exit\n\tQuit the session\n"
+            " - color\n\tEnable colors in the cli\n"
+            " - removecmds\n\t\n"
+            " - bitfields\n\t(menu)\n");
+  EXPECT_EQ(console.Run("bitfields", "bitfields> "), "");
+  EXPECT_EQ(console.Run("help", "bitfields> "),
+            "Commands available:\n"
+            " - help\n\tThis help message\n"
+            " - exit\n\tQuit the session\n"
+            " - ls\n\tList all bitfield modules\n"
+            " - ls <string>\n\tList all bitfield modules that match arg\n"
+            " - lsbf <string>\n\tList all bitfields of the specified module\n"
+            " - lsbf <string> <string>\n\tFrom module arg1 list all bitfields that match arg2\n"
+            " - read <string>\n\tFrom module arg1 read the values of all bitfields\n"
+            " - read <string> <string>\n"
+            "\tFrom module arg1 read the values of all bitfields that match arg2\n"
+            " - write <string> <string> <string>\n"
+            "\tWrite module arg1, bitfield arg2, the value of arg3 (can be decimal or hex)\n"
+            " - main\n\t(menu)\n");
+  EXPECT_EQ(console.Run("main"), "");
+}
+
+TEST(Console, ListsReadsAndWritesRegisterFields) {
+  const TestFolder folder;
+  TerminalProgram console(folder);
+  EXPECT_EQ(console.Run("bitfields ls"),
+            "irq_handler.............................<00000000>\n"
+            "sdi_rx_crosspoint.......................<00100000>\n"
+            "sdi_tx_crosspoint.......................<00200000>\n");
+  EXPECT_EQ(console.Run("bitfields ls tx"), "sdi_tx_crosspoint.......................<00200000>\n");
+  EXPECT_EQ(console.Run("bitfields ls nothing"), "No Modules Found\n");
+
+  EXPECT_EQ(console.Run("bitfields", "bitfields> "), "");
+  const std::string fields = console.Run("lsbf irq_handler", "bitfields> ");
+  EXPECT_EQ(std::count(fields.begin(), fields.end(), '\n'), 25);
+  EXPECT_EQ(fields.substr(0, fields.find('\n')),
+            "irqOutputStatus.........................<00000060>");
+  EXPECT_EQ(console.Run("lsbf irq_handler clr_3", "bitfields> "),
+            "irq_clr_32_63...........................<00000044>\n");
+  EXPECT_EQ(console.Run("read irq_handler mask_1", "bitfields> "),
+            "irq_mask_128_159........................<00000010> Value:<FFFFFFFF>\n"
+            "irq_mask_160_191........................<00000014> Value:<FFFFFFFF>\n"
+            "irq_mask_192_223........................<00000018> Value:<FFFFFFFF>\n");
+
+  EXPECT_EQ(console.Run("write irq_handler irq_mask_0_31 0x55", "bitfields> "),
+            "Value 0X00000055 was written successfully, read back:\n"
+            "irq_mask_0_31...........................<00000000> Value:<00000055>\n");
+  EXPECT_EQ(console.Run("write irq_handler irq_mask_0_31 -1", "bitfields> "),
+            "Value 0XFFFFFFFF was written successfully, read back:\n"
+            "irq_mask_0_31...........................<00000000> Value:<FFFFFFFF>\n");
+  // A value that doesn't fit is the log's business.
+  EXPECT_EQ(console.Run("write irq_handler irqOutputStatus 2", "bitfields> "),
+            "Value 0X00000002 was written successfully, read back:\n"
+            "irqOutputStatus.........................<00000060> Value:<00000000>\n");
+  const std::string log = folder.Read("board/log.txt");
+  EXPECT_NE(log.find(") Write data 0x2 exceeds bitfield width of 1 lsb 0 for address 0x60\n"),
+            std::string::npos)
+      << log;
+}
+
+TEST(Console, ColorCommandsTakeTurnsUntilTheyAreRemoved) {
+  const TestFolder folder;
+  TerminalProgram console(folder, {.term = "xterm"});
+  const std::string plain = "main\x1b[0m> ";
+  const std::string colored = "\x1b[32m\x1b[1mmain\x1b[0m> ";
+  EXPECT_EQ(console.Banner(), plain);
+
+  console.Type("nocolor<return>");
+  EXPECT_NE(console.ReadUntil('\n' + plain).find("wrong command: nocolor\n"), std::string::npos);
+  console.Type("color<return>");
+  EXPECT_NE(console.ReadUntil(colored).find("\nColors ON\n"), std::string::npos);
+  console.Type("color<return>");
+  EXPECT_NE(console.ReadUntil('\n' + colored).find("wrong command: color\n"), std::string::npos);
+  console.Type("nocolor<return>");
+  EXPECT_NE(console.ReadUntil('\n' + plain).find("\nColors OFF\n"), std::string::npos);
+  console.Type("removecmds<return>");
+  (void)console.ReadUntil('\n' + plain);
+  console.Type("color<return>");
+  EXPECT_NE(console.ReadUntil('\n' + plain).find("wrong command: color\n"), std::string::npos);
+  console.Type("help<return>");
+  EXPECT_EQ(console.ReadUntil('\n' + plain).find("color"), std::string::npos);
+}
+
+TEST(Console, LinesAreCompletedEditedAndCalledBack) {
+  const TestFolder folder;
+  {
+    TerminalProgram console(folder);
+    console.Type("<tab>");
+    EXPECT_EQ(console.ReadUntil("\nmain> "),
+              "\n\tbitfields\tcolor\texit\thelp\tremovecmds\nmain> ");
+    console.Type("bi<tab>");
+    (void)console.ReadUntil("bitfields ");
+    console.Type("ls<left><left>");  // then, in the middle of the line: "bitfields rx ls"
+    console.Type("rx <home><end><left><left><left><backspace><backspace><backspace>");
+    console.Type("<right><right><right> rx<return>");
+    EXPECT_NE(console.ReadUntil("\nmain> ")
+                  .find("\nsdi_rx_crosspoint.......................<00100000>\n"),
+              std::string::npos);
+    EXPECT_EQ(console.Run("first"), "wrong command: first\n");
+    console.Type("<up><up><down><home>x<delete><end>!<return>");
+    EXPECT_NE(console.ReadUntil("\nmain> ").find("wrong command: xirst!\n"), std::string::npos);
+    console.Type("not run<ctrl-d>");
+    EXPECT_NE(console.ReadUntil("fish.\n").find(kGoodbye), std::string::npos);
+    EXPECT_EQ(console.Wait(), kNormalEnd);
+    EXPECT_EQ(console.Modes(), console.InitialModes());
+  }
+  TerminalProgram console(folder);
+  console.Type("<up><up><return>");
+  EXPECT_NE(console.ReadUntil("\nmain> ").find("wrong command: first\n"), std::string::npos);
+  EXPECT_EQ(console.Run("exit", kGoodbye), "");
+  EXPECT_EQ(console.Wait(), kNormalEnd);
+  EXPECT_EQ(console.Modes(), console.InitialModes());
+  EXPECT_EQ(folder.Read(".cli"), "bitfields ls rx\nfirst\nxirst!\nfirst\nexit\n");
+  EXPECT_EQ(folder.Read("stderr.txt"), "");
+}
+
+TEST(Console, ScriptRunsToTheEndOfItsInput) {
+  const std::string script =
+      "bitfields\n"
+      "write irq_handler irq_mask_32_63 011\n"
+      "main\n"
+      "unknown";
+  const std::string session =
+      "main> bitfields\n"
+      "bitfields> write irq_handler irq_mask_32_63 011\n"
+      "Value 0X00000009 was written successfully, read back:\n"
+      "irq_mask_32_63..........................<00000004> Value:<00000009>\n"
+      "bitfields> main\n"
+      "main> unknown";
+  for (const ScriptSource source : {ScriptSource::kFile, ScriptSource::kPipe}) {
+    const TestFolder folder;
+    const ScriptResult result = RunScript(folder, script, source);
+    EXPECT_EQ(result.output, session + kGoodbye);
+    EXPECT_EQ(result.end, kNormalEnd);
+    EXPECT_EQ(folder.Read(".cli"), "bitfields\nwrite irq_handler irq_mask_32_63 011\nmain\n");
+  }
+}
+
+TEST(Console, StartsWithEveryStrapAndLogsWhatItCouldNotRead) {
+  const std::string unknown = "Number of devices is unknown, defaulting to 5...";
+  const struct {
+    const char* settings;
+    std::string printed;
+    const char* warning;  // behind the record's origin; empty for none
+  } cases[] = {
+      {"ps_mio2 = 0\nps_mio3 = 1\n", "", ""},
+      {"ps_mio2 = 1\nps_mio3 = 0\n", "", ""},
+      {"ps_mio2 = 1\nps_mio3 = 1\n", "", ""},
+      {"ps_mio2 = 0\nps_mio3 = 0\n", unknown, ""},
+      {"ps_mio3 = error\n", unknown,
+       "Unable to read the strap pins: gpiod_line_get_value: Input/output error"},
+      {"strap_line_busy = yes\n", unknown,
+       "Unable to read the strap pins: gpiod_line_request_input: Device or resource busy"},
+      {"strap_chip_missing = yes\n", unknown,
+       "Unable to read the strap pins: gpiod_chip_open_by_name: No such file or directory"},
+  };
+  for (const auto& [settings, printed, warning] : cases) {
+    const TestFolder folder;
+    folder.Write("board/board.conf", settings);
+    const ScriptResult result = RunScript(folder, "");
+    EXPECT_EQ(result.output, printed + "main> " + kGoodbye) << settings;
+    EXPECT_EQ(result.end, kNormalEnd) << settings;
+    const std::string log = folder.Read("board/log.txt");
+    const std::size_t found = log.find("\n4 DeviceCount.cpp:ReadDeviceCount(");
+    EXPECT_EQ(found != std::string::npos, *warning != '\0') << log;
+    EXPECT_NE(log.find(warning), std::string::npos) << log;
+  }
+}
+
+}  // namespace
