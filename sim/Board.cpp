@@ -49,6 +49,7 @@ Board::Board() {
   registers.Attach(address_map::BaseOf(address_map::kSdiTxCrosspoint), sdiTxCrosspoint);
   for (std::uint32_t path = 0; path < address_map::kPaths; ++path) {
     registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
+    registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
   }
 }
 

@@ -10,6 +10,7 @@
 #include "sim/Settings.h"
 #include "sim/SimulatedClock.h"
 #include "sim/models/CrosspointModel.h"
+#include "sim/models/FramesyncModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 #include "sim/models/SdiTxModel.h"
 
@@ -56,6 +57,8 @@ class Board {
   CrosspointModel sdiTxCrosspoint{mutex};
   std::array<SdiTxModel, address_map::kPaths> sdiTx{SdiTxModel(mutex), SdiTxModel(mutex),
                                                     SdiTxModel(mutex), SdiTxModel(mutex)};
+  std::array<FramesyncModel, address_map::kPaths> framesync{
+      FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
 
  private:
   Board();
