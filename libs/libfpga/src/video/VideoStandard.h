@@ -117,7 +117,7 @@ class VideoStandard {
         payloadLine2(payloadLine2_) {}
   constexpr VideoStandard(const VideoStandard&) = default;
   constexpr VideoStandard& operator=(const VideoStandard&) = default;
-  constexpr virtual ~VideoStandard() {}  // NOLINT: GCC 12 wants a body for constant rows
+  constexpr virtual ~VideoStandard() = default;
 
   /// Height of the whole picture in lines. The arithmetic stays in 16 bits.
   constexpr unsigned GetFrameHeight() const {
@@ -153,7 +153,7 @@ class VideoStandard {
   constexpr float GetFrameRate() const { return kRates[_RateRow()].framesPerSecond; }
   /// Frames per second without the fraction: 23 for 23.98.
   constexpr int GetFrameRateInteger() const { return kRates[_RateRow()].wholeFramesPerSecond; }
-  /// Duration of a frame in ms: 1000 divided by GetFrameRate.
+  /// Duration of a frame in ms: 1000 divided by that decimal number, rounded once.
   constexpr float GetFramePeriodMs() const { return kRates[_RateRow()].periodMs; }
 
   /// The line at which a Dolby E burst should lie.

@@ -289,16 +289,20 @@ constexpr std::array<VideoStandardRow, sizeof...(Row)> ExpandRows(std::index_seq
 }  // namespace video_standard_table
 
 /// All rows in ascending order of their ids. The first one has id 0 and is "Unknown".
-inline constexpr auto kVideoStandards =
+// Not constexpr: GCC 12 can't prove that its destructor is constant under the sanitizers.
+inline constinit const auto kVideoStandards =
     video_standard_table::ExpandRows(std::make_index_sequence<video_standard_table::CountRows()>());
 
 namespace video_standard_table {
 
 /// Position of each id in kVideoStandards; 0 where an id has no row.
 inline constexpr auto kRowOfId = [] {
-  std::array<std::uint8_t, kVideoStandards.back().id + 1> rows{};
-  for (std::size_t i = 0; i < kVideoStandards.size(); ++i) {
-    rows[static_cast<std::size_t>(kVideoStandards[i].id)] = static_cast<std::uint8_t>(i);
+  std::array<std::uint8_t, kLines.back().lastId + 1> rows{};
+  std::uint8_t row = 0;
+  for (const Line& line : kLines) {
+    for (int id = line.firstId; id <= line.lastId; ++id) {
+      rows[static_cast<std::size_t>(id)] = row++;
+    }
   }
   return rows;
 }();
@@ -306,7 +310,7 @@ inline constexpr auto kRowOfId = [] {
 }  // namespace video_standard_table
 
 /// The row with this id; "Unknown" for an id that has no row, whatever its value.
-constexpr const VideoStandard& FindVideoStandard(int id) {
+inline const VideoStandard& FindVideoStandard(int id) {
   const auto& rows = video_standard_table::kRowOfId;
   const bool inRange = id >= 0 && static_cast<std::size_t>(id) < rows.size();
   return kVideoStandards[inRange ? rows[static_cast<std::size_t>(id)] : 0U].standard;
