@@ -51,6 +51,7 @@ Board::Board() {
     registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
     registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
   }
+  registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
 }
 
 Board& Board::Get() {

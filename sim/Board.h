@@ -12,6 +12,7 @@
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/FramesyncModel.h"
 #include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/RefDetectModel.h"
 #include "sim/models/SdiTxModel.h"
 
 namespace sim {
@@ -59,6 +60,7 @@ class Board {
                                                     SdiTxModel(mutex), SdiTxModel(mutex)};
   std::array<FramesyncModel, address_map::kPaths> framesync{
       FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
+  RefDetectModel refDetect{mutex};
 
  private:
   Board();
