@@ -9,8 +9,11 @@
 #include "sim/RegisterFile.h"
 #include "sim/Settings.h"
 #include "sim/SimulatedClock.h"
+#include "sim/SpiBus.h"
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/FramesyncModel.h"
+#include "sim/models/DriverChainModel.h"
+#include "sim/models/EqualiserChainModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 #include "sim/models/RefDetectModel.h"
 #include "sim/models/SdiTxModel.h"
@@ -61,6 +64,12 @@ class Board {
   std::array<FramesyncModel, address_map::kPaths> framesync{
       FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
   RefDetectModel refDetect{mutex};
+
+  // The SPI devices and the chips behind them.
+  EqualiserChainModel equaliserChain{mutex, settings};
+  DriverChainModel driverChain{mutex, settings};
+  SpiBus equaliserSpi{mutex, "/dev/spidev1.0", 1, equaliserChain, settings.equaliserSpiFault};
+  SpiBus driverSpi{mutex, "/dev/spidev0.0", 0, driverChain, settings.driverSpiFault};
 
  private:
   Board();

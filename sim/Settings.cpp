@@ -33,12 +33,45 @@ auto Strap(std::size_t pin) {
   };
 }
 
+struct FaultName {
+  const char* text;
+  SpiFault fault;
+};
+constexpr std::array kSpiFaults{
+    FaultName{"none", SpiFault::kNone},
+    FaultName{"missing", SpiFault::kMissing},
+    FaultName{"mode", SpiFault::kMode},
+    FaultName{"lsb_first", SpiFault::kLsbFirst},
+    FaultName{"bits_per_word", SpiFault::kBitsPerWord},
+    FaultName{"transfer", SpiFault::kTransfer},
+    FaultName{"short", SpiFault::kShort},
+    FaultName{"vanished", SpiFault::kVanished},
+};
+
+auto Fault(SpiFault Settings::*member) {
+  return [member](Settings& settings, const std::string& text) {
+    for (const FaultName& known : kSpiFaults) {
+      if (text == known.text) {
+        settings.*member = known.fault;
+        return;
+      }
+    }
+    throw std::invalid_argument("no such fault");
+  };
+}
+
 const std::array kSettings{
     Setting{"ps_mio2", "1", "strap pin PS_MIO2: 0, 1 or error", Strap(0)},
     Setting{"ps_mio3", "1", "strap pin PS_MIO3: 0, 1 or error", Strap(1)},
     Setting{"strap_chip_missing", "no", "no GPIO chip: yes or no",
             Flag(&Settings::strapChipMissing)},
     Setting{"strap_line_busy", "no", "its lines are in use", Flag(&Settings::strapLineBusy)},
+    Setting{"equaliser_spi_fault", "none",
+            "the equalisers' SPI device: none, missing, vanished, short (transfers end in their\n"
+            "# middle), or the call that fails: mode, lsb_first, bits_per_word, transfer",
+            Fault(&Settings::equaliserSpiFault)},
+    Setting{"driver_spi_fault", "none", "the same for the cable drivers' SPI device",
+            Fault(&Settings::driverSpiFault)},
     Setting{"memory_missing", "no", "no memory device", Flag(&Settings::memoryMissing)},
     Setting{"mapping_refused", "no", "it can't be mapped", Flag(&Settings::mappingRefused)},
     Setting{"unmapping_refused", "no", "it can't be unmapped", Flag(&Settings::unmappingRefused)},
@@ -75,6 +108,13 @@ void Apply(Settings& settings, const std::string& line) {
 }
 
 }  // namespace
+
+std::size_t Settings::CableChips() const {
+  if (straps == std::array{0, 1}) {
+    return 2;
+  }
+  return straps == std::array{1, 0} ? 3 : kMaxCableChips;
+}
 
 Settings ReadSettings(const std::string& path) {
   Settings settings;
