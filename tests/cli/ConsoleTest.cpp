@@ -1,0 +1,349 @@
+// The keyboard thread, the terminal's mode and a session together, as a process of its own at a
+// pseudo-terminal.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "TemporaryFolder.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""s;
+
+constexpr auto kPatience = 20s;
+
+/// A child process with its ends of the input and of the output.
+class Child {
+ public:
+  enum class At { kTerminal, kPipes };
+
+  explicit Child(At at, bool ignoreHangUp = false) {
+    at == At::kTerminal ? _StartAtTerminal(ignoreHangUp) : _StartAtPipes();
+  }
+  ~Child() {
+    if (pid > 0) {
+      kill(pid, SIGKILL);
+      waitpid(pid, nullptr, 0);
+    }
+    CloseInput();
+    CloseOutput();
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  /// Writes all of `text` and takes in what the child writes meanwhile.
+  void Send(std::string_view text) {
+    const auto deadline = steady_clock::now() + kPatience;
+    while (!text.empty() && steady_clock::now() < deadline) {
+      std::array<pollfd, 2> ends{pollfd{input, POLLOUT, 0}, pollfd{output, POLLIN, 0}};
+      poll(ends.data(), ends.size(), 100);
+      if ((ends[1].revents & POLLIN) != 0) {
+        _Take();
+      }
+      if ((ends[0].revents & POLLOUT) != 0) {
+        const ssize_t count = write(input, text.data(), std::min<std::size_t>(text.size(), 1024));
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+      }
+    }
+    EXPECT_TRUE(text.empty()) << "the child doesn't read";
+  }
+
+  /// Waits until `text` is written, behind what was awaited before.
+  testing::AssertionResult Shows(std::string_view text) {
+    const auto deadline = steady_clock::now() + kPatience;
+    for (;;) {
+      const std::size_t found = screen.find(text, seen);
+      if (found != std::string::npos) {
+        seen = found + text.size();
+        return testing::AssertionSuccess();
+      }
+      pollfd end{output, POLLIN, 0};
+      if (steady_clock::now() > deadline || (poll(&end, 1, 100) > 0 && !_Take())) {
+        return testing::AssertionFailure()
+               << "not shown: " << text
+               << "\nbut: " << screen.substr(std::min(seen, screen.size()), 2000);
+      }
+    }
+  }
+
+  /// Waits for the end of the process: its status as of waitpid.
+  int End() {
+    const auto deadline = steady_clock::now() + kPatience;
+    int status = -1;
+    for (;;) {
+      if (waitpid(pid, &status, WNOHANG) == pid) {
+        pid = -1;
+        return status;
+      }
+      if (steady_clock::now() > deadline) {
+        ADD_FAILURE() << "the child doesn't end";
+        return -1;
+      }
+      pollfd end{output, POLLIN, 0};
+      if (output < 0 || (poll(&end, 1, 5) > 0 && !_Take())) {
+        poll(nullptr, 0, 5);
+      }
+    }
+  }
+
+  tcflag_t LocalFlags() const {
+    termios mode{};
+    EXPECT_EQ(tcgetattr(keptSlave, &mode), 0);
+    return mode.c_lflag;
+  }
+
+  void CloseInput() {
+    if (input >= 0 && input != output) {
+      close(input);
+    }
+    input = -1;
+  }
+  void CloseOutput() {
+    if (output >= 0) {
+      close(output);
+    }
+    output = -1;
+  }
+  /// Hangs the terminal up.
+  void CloseTerminal() {
+    close(keptSlave);
+    CloseInput();
+    CloseOutput();
+  }
+
+  std::string History() const {
+    std::ostringstream content;
+    content << std::ifstream(folder.Path() + "/.cli").rdbuf();
+    return content.str();
+  }
+
+  std::string screen;
+  std::size_t seen = 0;
+  pid_t pid = -1;
+
+ private:
+  [[noreturn]] void _Exec() {
+    setenv("TERM", "dumb", 1);
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    if (chdir(folder.Path().c_str()) == 0) {
+      execl(CONSOLE_CHILD, CONSOLE_CHILD, nullptr);
+    }
+    _exit(126);
+  }
+
+  void _StartAtTerminal(bool ignoreHangUp) {
+    ASSERT_EQ(openpty(&output, &keptSlave, nullptr, nullptr, nullptr), 0);
+    fcntl(output, F_SETFD, FD_CLOEXEC);
+    fcntl(keptSlave, F_SETFD, FD_CLOEXEC);
+    input = output;
+    pid = fork();
+    if (pid == 0) {
+      if (ignoreHangUp) {
+        std::signal(SIGHUP, SIG_IGN);
+      }
+      login_tty(dup(keptSlave));
+      _Exec();
+    }
+  }
+
+  void _StartAtPipes() {
+    std::array<int, 2> in{};
+    std::array<int, 2> out{};
+    ASSERT_EQ(pipe2(in.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(out.data(), O_CLOEXEC), 0);
+    pid = fork();
+    if (pid == 0) {
+      dup2(in[0], STDIN_FILENO);
+      dup2(out[1], STDOUT_FILENO);
+      _Exec();
+    }
+    close(in[0]);
+    close(out[1]);
+    input = in[1];
+    output = out[0];
+  }
+
+  bool _Take() {
+    std::array<char, 65536> text{};
+    const ssize_t count = read(output, text.data(), text.size());
+    if (count <= 0) {
+      return false;
+    }
+    screen.append(text.data(), static_cast<std::size_t>(count));
+    return true;
+  }
+
+  TemporaryFolder folder;
+  int input = -1;
+  int output = -1;
+  int keptSlave = -1;  // keeps the mode of the terminal when the child is gone
+};
+
+TEST(ConsoleTest, OneSessionAtATerminal) {
+  Child child(Child::At::kTerminal);
+  ASSERT_TRUE(child.Shows("main> "));
+  EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO | ISIG), tcflag_t{ISIG});
+  child.Send("say hx\x1b[Da\x1b[3~\n");
+  EXPECT_TRUE(child.Shows("say hx\bax\b \b\r\r\n[ha]\r\nmain> "));
+  child.Send("throw\n");
+  EXPECT_TRUE(child.Shows("thrown\r\nmain> "));
+  child.Send("left over\x04");
+  EXPECT_TRUE(child.Shows("left overclosing\r\nbye\r\n"));
+  EXPECT_EQ(child.End(), 0);
+  EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO});
+  EXPECT_EQ(child.History(), "say ha\nthrow\n");
+}
+
+TEST(ConsoleTest, SequencesMayBeSplitAnywhereAndBreakOff) {
+  Child child(Child::At::kTerminal);
+  ASSERT_TRUE(child.Shows("main> "));
+  for (const char byte : std::string_view("say b\x1b[D\x1b[HX\x1b[3~")) {
+    child.Send(std::string_view(&byte, 1));
+  }
+  child.Send("\n");
+  EXPECT_TRUE(child.Shows("wrong command: Xay b\r\n"));
+
+  // A lone escape: only silence tells that it is one, and the bracket then is a character. The
+  // wait may be too short on a busy machine, never too long.
+  const auto isBrokenOffAfter = [&](std::chrono::milliseconds silence) {
+    child.Send("say 1\n\x1b");
+    poll(nullptr, 0, static_cast<int>(silence.count()));
+    child.Send("[A\nsay 2\n");
+    EXPECT_TRUE(child.Shows("[2]"));
+    return child.screen.find("wrong command: [A\r\n") != std::string::npos;
+  };
+  EXPECT_FALSE(isBrokenOffAfter(0ms));
+  EXPECT_TRUE(isBrokenOffAfter(600ms) || isBrokenOffAfter(1500ms) || isBrokenOffAfter(5000ms));
+  child.Send("exit\n");
+  EXPECT_EQ(child.End(), 0);
+}
+
+struct Death {
+  const char* name;
+  const char* command;  // typed, or else the signal is sent
+  int signal;
+
+  friend std::ostream& operator<<(std::ostream& out, const Death& death) {
+    return out << death.name;
+  }
+};
+
+class DeathTest : public testing::TestWithParam<Death> {};
+
+TEST_P(DeathTest, TheTerminalIsRestoredAndTheSignalIsTheSame) {
+  const Death& death = GetParam();
+  Child child(Child::At::kTerminal);
+  ASSERT_TRUE(child.Shows("main> "));
+  ASSERT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{0});
+  if (death.command != nullptr) {
+    child.Send(death.command);
+  } else {
+    kill(child.pid, death.signal);
+  }
+  const int status = child.End();
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), death.signal);
+  EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO});
+  EXPECT_EQ(child.History(), "") << "nothing is stored on this road";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Signals, DeathTest,
+    testing::Values(Death{"InterruptKey", "\x03", SIGINT}, Death{"QuitKey", "\x1c", SIGQUIT},
+                    Death{"Terminate", nullptr, SIGTERM}, Death{"HangUp", nullptr, SIGHUP},
+                    Death{"Abort", "abort\n", SIGABRT}, Death{"Uncaught", "uncaught\n", SIGABRT},
+                    Death{"Fault", "segv\n", SIGSEGV}, Death{"SentFault", nullptr, SIGSEGV},
+                    Death{"BusError", nullptr, SIGBUS}),
+    [](const auto& death) { return death.param.name; });
+
+// The signal comes at a moment between the start and the end, whichever that is: the console dies
+// or ends in order, and never leaves the terminal raw.
+TEST(ConsoleTest, ASignalAtAnyInstantLeavesNoRawTerminal) {
+  for (int round = 0; round < 40; ++round) {
+    Child child(Child::At::kTerminal);
+    child.Send("say 1\nexit\n");
+    poll(nullptr, 0, round % 8);
+    kill(child.pid, SIGTERM);
+    const int status = child.End();
+    EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM)) << status;
+    ASSERT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO}) << round;
+  }
+}
+
+TEST(ConsoleTest, AnIgnoredHangUpStaysIgnoredAndTheLostTerminalEndsTheSession) {
+  Child child(Child::At::kTerminal, true);
+  ASSERT_TRUE(child.Shows("main> "));
+  kill(child.pid, SIGHUP);
+  child.Send("say 1\n");
+  EXPECT_TRUE(child.Shows("[1]\r\nmain> "));
+  child.CloseTerminal();
+  EXPECT_EQ(child.End(), 0);
+  EXPECT_EQ(child.History(), "say 1\n");
+}
+
+TEST(ConsoleTest, AScriptRunsToItsEndAndLeaves) {
+  Child child(Child::At::kPipes);
+  child.Send("say 1\nnone\nhalf a line\x1b[");
+  child.CloseInput();
+  EXPECT_TRUE(child.Shows("main> say 1\r\n[1]\nmain> none\r\nwrong command: none\nmain> "));
+  EXPECT_TRUE(child.Shows("half a lineclosing\nbye\n"));
+  EXPECT_EQ(child.End(), 0);
+  EXPECT_EQ(child.History(), "say 1\nnone\n");
+}
+
+TEST(ConsoleTest, AReaderThatIsGoneEndsTheSession) {
+  Child child(Child::At::kPipes);
+  child.Send("say 1\n");
+  EXPECT_TRUE(child.Shows("[1]\nmain> "));
+  child.CloseOutput();
+  child.Send("say 2\n");
+  EXPECT_EQ(child.End(), 0);
+  EXPECT_EQ(child.History(), "say 1\nsay 2\n");
+}
+
+TEST(ConsoleTest, APastedMegabyteAndManyLinesArriveWhole) {
+  Child child(Child::At::kTerminal);
+  ASSERT_TRUE(child.Shows("main> "));
+  std::string text;
+  for (int i = 0; i < (1 << 20); ++i) {
+    text += static_cast<char>('!' + 3 + i % 31);  // neither quotes nor backslashes nor blanks
+  }
+  text.erase(std::remove(text.begin(), text.end(), '\''), text.end());
+  child.Send("size " + text + "\n");
+  EXPECT_TRUE(child.Shows("size " + text + "\r\r\n[" + std::to_string(text.size()) + "]\r\n"));
+  std::string lines;
+  std::string answers;
+  for (int i = 0; i < 20'000; ++i) {
+    const std::string number = std::to_string(i);
+    lines += "say " + number + "\n";
+    answers += "main> say " + number + "\r\r\n[" + number + "]\r\n";
+  }
+  child.Send(lines);
+  EXPECT_TRUE(child.Shows(answers));
+  child.Send("exit\n");
+  EXPECT_EQ(child.End(), 0);
+}
+
+}  // namespace
