@@ -1,40 +1,20 @@
 #include "TerminalInterface.h"
 
-#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <utility>
-#include <vector>
 
-#include "Numbers.h"
+#include "FieldCommands.h"
 #include "cli/Cli.h"
 #include "cli/CliLocalTerminalSession.h"
 #include "cli/Colors.h"
 #include "cli/FileHistoryStorage.h"
-#include "log/Log.h"
-#include "regaccess/BitfieldManager.h"
 
 namespace {
 
 constexpr const char* kHistoryFile = ".cli";
 constexpr std::size_t kHistoryFileEntries = 1000;
 constexpr std::size_t kHistoryEntries = 200;
-
-std::string Lines(const std::vector<std::string>& lines, const char* textIfNone) {
-  if (lines.empty()) {
-    return textIfNone;
-  }
-  std::string text;
-  for (const std::string& line : lines) {
-    text += line;
-    text += '\n';
-  }
-  return text;
-}
-
-std::string ModuleNotFound(const std::string& module) {
-  return "Module " + module + " not found\n";
-}
 
 }  // namespace
 
@@ -73,7 +53,11 @@ void TerminalInterface::_RunSession() {
   cli::CmdHandler nocolorCmd;
   auto mainMenu = std::make_unique<cli::Menu>("main");
   _AddColorCommands(*mainMenu, colorCmd, nocolorCmd);
-  mainMenu->AddSubmenu(_BitfieldsMenu());
+  auto bitfieldsMenu = _BitfieldsMenu();
+  boardCommands_.AddTo(*bitfieldsMenu);
+  mainMenu->AddSubmenu(std::move(bitfieldsMenu));
+  mainMenu->AddSubmenu(boardCommands_.EepromMenu());
+  mainMenu->AddSubmenu(boardCommands_.SdiMenu());
 
   cli::Cli console(std::move(mainMenu),
                    std::make_unique<cli::FileHistoryStorage>(kHistoryFileEntries, kHistoryFile));
@@ -134,73 +118,36 @@ std::unique_ptr<cli::Menu> TerminalInterface::_BitfieldsMenu() {
   using std::string;
   auto menu = std::make_unique<cli::Menu>("bitfields");
   menu->AddCommand(
-      "ls", [](ostream& out) { out << _ListModules(""); }, "List all bitfield modules");
+      "ls", [](ostream& out) { out << field_commands::ListModules(""); },
+      "List all bitfield modules");
   menu->AddCommand(
-      "ls", [](ostream& out, const string& filter) { out << _ListModules(filter); },
+      "ls", [](ostream& out, const string& filter) { out << field_commands::ListModules(filter); },
       "List all bitfield modules that match arg");
   menu->AddCommand(
-      "lsbf", [](ostream& out, const string& module) { out << _ListBitfields(module, ""); },
+      "lsbf",
+      [](ostream& out, const string& module) { out << field_commands::ListBitfields(module, ""); },
       "List all bitfields of the specified module");
   menu->AddCommand(
       "lsbf",
       [](ostream& out, const string& module, const string& filter) {
-        out << _ListBitfields(module, filter);
+        out << field_commands::ListBitfields(module, filter);
       },
       "From module arg1 list all bitfields that match arg2");
   menu->AddCommand(
-      "read", [](ostream& out, const string& module) { out << _ReadBitfields(module, ""); },
+      "read",
+      [](ostream& out, const string& module) { out << field_commands::ReadBitfields(module, ""); },
       "From module arg1 read the values of all bitfields");
   menu->AddCommand(
       "read",
       [](ostream& out, const string& module, const string& filter) {
-        out << _ReadBitfields(module, filter);
+        out << field_commands::ReadBitfields(module, filter);
       },
       "From module arg1 read the values of all bitfields that match arg2");
   menu->AddCommand(
       "write",
       [](ostream& out, const string& module, const string& field, const string& value) {
-        out << _WriteBitfield(module, field, value);
+        out << field_commands::WriteBitfield(module, field, value);
       },
       "Write module arg1, bitfield arg2, the value of arg3 (can be decimal or hex)");
   return menu;
-}
-
-std::string TerminalInterface::_ListModules(const std::string& filter) {
-  std::vector<std::string> lines;
-  BitfieldManager::ListModules(lines, filter);
-  return Lines(lines, "No Modules Found\n");
-}
-
-std::string TerminalInterface::_ListBitfields(const std::string& module,
-                                              const std::string& filter) {
-  std::vector<std::string> lines;
-  if (BitfieldManager::ListBitfields(lines, module, filter) != 0) {
-    return ModuleNotFound(module);
-  }
-  return Lines(lines, "No Bitfields Found\n");
-}
-
-std::string TerminalInterface::_ReadBitfields(const std::string& module,
-                                              const std::string& filter) {
-  std::vector<std::string> lines;
-  if (BitfieldManager::ListBitfieldValues(lines, module, filter) != 0) {
-    return ModuleNotFound(module);
-  }
-  return Lines(lines, "No bitfields found\n");
-}
-
-std::string TerminalInterface::_WriteBitfield(const std::string& module, const std::string& field,
-                                              const std::string& value) {
-  std::uint32_t number = 0;
-  try {
-    number = static_cast<std::uint32_t>(ToInt(value));  // a negative one as its two's complement
-  } catch (const std::exception&) {
-    return "Value argument <" + value + "> cannot be converted to integer\n";
-  }
-  std::string report;
-  if (BitfieldManager::WriteBitfieldAndReport(report, module, field, number) != 0) {
-    return "Module " + module + " or bitfield " + field + " not found\n";
-  }
-  return FormatMessage("Value 0X%08X was written successfully, read back:\n", number) + report +
-         "\n";
 }

@@ -2,9 +2,9 @@
 
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 
+#include "BoardCommands.h"
 #include "cli/CmdHandler.h"
 #include "cli/GenericAsioScheduler.h"
 #include "cli/Menu.h"
@@ -15,7 +15,10 @@
 /// any thread.
 class TerminalInterface {
  public:
-  TerminalInterface() = default;
+  /// The board's objects are not owned and outlive this one.
+  TerminalInterface(CSysEeprom* inventory, TopFpga* topFpga, SdiCableEqInterface* equalisers,
+                    GS12281_Soc* drivers)
+      : boardCommands_(inventory, topFpga, equalisers, drivers) {}
   TerminalInterface(const TerminalInterface&) = delete;
   TerminalInterface& operator=(const TerminalInterface&) = delete;
   /// Waits for the session that Start began.
@@ -40,14 +43,8 @@ class TerminalInterface {
                                 cli::CmdHandler& nocolorCmd);
   static std::unique_ptr<cli::Menu> _BitfieldsMenu();
 
-  // The commands on register fields. Each gives the text for the operator.
-  static std::string _ListModules(const std::string& filter);
-  static std::string _ListBitfields(const std::string& module, const std::string& filter);
-  static std::string _ReadBitfields(const std::string& module, const std::string& filter);
-  static std::string _WriteBitfield(const std::string& module, const std::string& field,
-                                    const std::string& value);
-
   std::thread serviceThread_;
   std::mutex schedulerMutex_;             // guards the pointer below
   std::shared_ptr<EventLoop> scheduler_;  // null until Service has made it
+  BoardCommands boardCommands_;
 };

@@ -20,7 +20,9 @@ TEST(Console, HelpShowsTheCommandsOfEachMenu) {
             " - exit\n\tQuit the session\n"
             " - color\n\tEnable colors in the cli\n"
             " - removecmds\n\t\n"
-            " - bitfields\n\t(menu)\n");
+            " - bitfields\n\t(menu)\n"
+            " - eeprom\n\t(menu)\n"
+            " - sdi\n\t(menu)\n");
   EXPECT_EQ(console.Run("bitfields", "bitfields> "), "");
   EXPECT_EQ(console.Run("help", "bitfields> "),
             "Commands available:\n"
@@ -35,18 +37,52 @@ TEST(Console, HelpShowsTheCommandsOfEachMenu) {
             "\tFrom module arg1 read the values of all bitfields that match arg2\n"
             " - write <string> <string> <string>\n"
             "\tWrite module arg1, bitfield arg2, the value of arg3 (can be decimal or hex)\n"
+            " - txsdisetup <string>\n\tSetup the SDI transmitter\n"
+            " - readraw <string>\n\tRead the raw data value from the address given\n"
+            " - writeraw <string> <string>\n\tWrite the raw data value to the address given\n"
+            " - rxgetroute <string>\n\tGet the route of the SDI receiver\n"
+            " - txgetroute <string>\n\tGet the route of the SDI transmitter\n"
+            " - rxsetroute <string> <string>\n\tSet the route of the SDI receiver\n"
+            " - txsetroute <string> <string>\n\tSet the route of the SDI transmitter\n"
             " - main\n\t(menu)\n");
   EXPECT_EQ(console.Run("main"), "");
+  EXPECT_EQ(console.Run("eeprom", "eeprom> "), "");
+  EXPECT_EQ(console.Run("help", "eeprom> "),
+            "Commands available:\n"
+            " - help\n\tThis help message\n"
+            " - exit\n\tQuit the session\n"
+            " - readmac <string>\n\tRead the MAC Address at arg1 from the storage device\n"
+            " - writemac <string>\n\tWrite the MAC address arg1 to the storage device\n"
+            " - erase\n\tErase the entire EEPROM\n"
+            " - writevariant <string>\n\tWrite the board variant arg1 to the storage device\n"
+            " - readvariant\n\tRead the board variant from the storage device\n"
+            " - writerev <string>\n\tWrite the hardware revision arg1 to the storage device\n"
+            " - readrev\n\tRead the hardware revision from the storage device\n"
+            " - readsn\n\tRead the serial number from the storage device\n"
+            " - writesn <string>\n\tWrite the serial number arg1 to the storage device\n"
+            " - main\n\t(menu)\n");
+  EXPECT_EQ(console.Run("main"), "");
+  EXPECT_EQ(console.Run("sdi", "sdi> "), "");
+  EXPECT_EQ(console.Run("help", "sdi> "),
+            "Commands available:\n"
+            " - help\n\tThis help message\n"
+            " - exit\n\tQuit the session\n"
+            " - eqmode <string>\n\tSet equalizer to forced mode\n"
+            " - eqrate <string>\n\tReturn SDI equalizer rate\n"
+            " - drvsignaldetect <string>\n\tReturn debug information for SDI receiver\n"
+            " - main\n\t(menu)\n");
 }
 
 TEST(Console, ListsReadsAndWritesRegisterFields) {
   const TestFolder folder;
   TerminalProgram console(folder);
-  EXPECT_EQ(console.Run("bitfields ls"),
-            "irq_handler.............................<00000000>\n"
+  const std::string modules = console.Run("bitfields ls");
+  EXPECT_EQ(std::count(modules.begin(), modules.end(), '\n'), 16);
+  EXPECT_EQ(modules.substr(0, modules.find('\n')),
+            "framesync0..............................<03000000>");
+  EXPECT_EQ(console.Run("bitfields ls x_c"),
             "sdi_rx_crosspoint.......................<00100000>\n"
             "sdi_tx_crosspoint.......................<00200000>\n");
-  EXPECT_EQ(console.Run("bitfields ls tx"), "sdi_tx_crosspoint.......................<00200000>\n");
   EXPECT_EQ(console.Run("bitfields ls nothing"), "No Modules Found\n");
 
   EXPECT_EQ(console.Run("bitfields", "bitfields> "), "");
@@ -106,7 +142,7 @@ TEST(Console, LinesAreCompletedEditedAndCalledBack) {
     TerminalProgram console(folder);
     console.Type("<tab>");
     EXPECT_EQ(console.ReadUntil("\nmain> "),
-              "\n\tbitfields\tcolor\texit\thelp\tremovecmds\nmain> ");
+              "\n\tbitfields\tcolor\teeprom\texit\thelp\tremovecmds\tsdi\nmain> ");
     console.Type("bi<tab>");
     (void)console.ReadUntil("bitfields ");
     console.Type("ls<left><left>");  // then, in the middle of the line: "bitfields rx ls"

@@ -23,7 +23,7 @@ TEST(TerminalInterface, StopEndsASessionOnAThreadOfItsOwn) {
 
   std::string prompt(6, ' ');
   {
-    TerminalInterface console;
+    TerminalInterface console(nullptr, nullptr, nullptr, nullptr);
     console.Stop();  // there is nothing to stop yet
     console.Start();
     prompt.resize(static_cast<std::size_t>(
