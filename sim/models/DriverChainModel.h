@@ -11,11 +11,12 @@
 namespace sim {
 
 /// A chain of GS12281 cable drivers with 16-bit registers. A transfer is a command word, an address
-/// word and data words; data words beyond the first belong to the registers that follow. Only the
-/// chips with the command's unit address take part. Unit 0 is the first chip of the chain that has
+/// word and data words; data words beyond the first belong to the registers that follow. The first
+/// chip with the command's unit address takes part. Unit 0 is the first chip of the chain that has
 /// no address yet; a word written to its register 0 is not held but acted on: with bit 14 set every
-/// chip forgets its address, with bit 13 set this chip takes the address in bits 4 to 0. A command
-/// without bit 13 or with another bit that nobody has use for is not understood: nobody takes it.
+/// chip forgets its address, with bit 13 set the next chip without one takes the address in bits 4
+/// to 0. A command without bit 13 or with another bit that nobody has use for is not understood:
+/// nobody takes it.
 ///
 /// The chain has as many chips as the straps say. Thread-safe.
 class DriverChainModel : public SpiChain {
