@@ -4,7 +4,8 @@
 #include <functional>
 #include <iostream>
 #include <stdexcept>
-#include <string_view>
+
+#include "sim/ConfigFile.h"
 
 namespace sim {
 namespace {
@@ -87,20 +88,10 @@ const std::array kSettings{
             Flag(&Settings::traceToFile)},
 };
 
-std::string Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r");
-  if (first == std::string_view::npos) {
-    return "";
-  }
-  return std::string(text.substr(first, text.find_last_not_of(" \t\r") - first + 1));
-}
-
-void Apply(Settings& settings, const std::string& line) {
-  const std::size_t equals = line.find('=');
-  const std::string key = Trimmed(std::string_view(line).substr(0, equals));
+void Apply(Settings& settings, const std::string& key, const std::string& value) {
   for (const Setting& setting : kSettings) {
-    if (equals != std::string::npos && key == setting.key) {
-      setting.apply(settings, Trimmed(std::string_view(line).substr(equals + 1)));
+    if (key == setting.key) {
+      setting.apply(settings, value);
       return;
     }
   }
@@ -118,19 +109,12 @@ std::size_t Settings::CableChips() const {
 
 Settings ReadSettings(const std::string& path) {
   Settings settings;
-  std::ifstream file(path);
-  std::string text;
-  for (int number = 1; std::getline(file, text); ++number) {
-    const std::string line = Trimmed(std::string_view(text).substr(0, text.find('#')));
-    if (line.empty()) {
-      continue;
-    }
-    try {
-      Apply(settings, line);
-    } catch (const std::exception& error) {
-      std::cerr << path << ":" << number << ": '" << line << "': " << error.what() << '\n';
-    }
-  }
+  ReadConfigFile(
+      path,
+      [&settings](const std::string& key, const std::string& value) {
+        Apply(settings, key, value);
+      },
+      [](const std::string& complaint) { std::cerr << complaint << '\n'; });
   return settings;
 }
 
