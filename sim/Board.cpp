@@ -48,6 +48,7 @@ Board::Board() {
   registers.Attach(address_map::BaseOf(address_map::kSdiRxCrosspoint), sdiRxCrosspoint);
   registers.Attach(address_map::BaseOf(address_map::kSdiTxCrosspoint), sdiTxCrosspoint);
   for (std::uint32_t path = 0; path < address_map::kPaths; ++path) {
+    registers.Attach(address_map::BaseOf(address_map::kSdiRx + path), sdiRx[path]);
     registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
     registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
   }
@@ -86,6 +87,16 @@ void Board::UseFolder(const std::string& folder) {
   if (settings.traceToFile) {
     registers.TraceToFile(folder + "/trace.txt");
   }
+  const std::lock_guard lock(mutex);
+  signalFile_ = std::make_unique<SignalFile>(
+      folder + "/signals.conf", clock, log,
+      [this](std::uint32_t input, const VideoSignal& signal) { Plug(input, signal); });
+  registers.BeforeLoad([this] { signalFile_->Poll(); });
+}
+
+void Board::Plug(std::uint32_t input, const VideoSignal& signal) {
+  const std::lock_guard lock(mutex);
+  sdiRx.at(input).Plug(signal);
 }
 
 void Board::UseFilesFolder(const std::string& folder) {

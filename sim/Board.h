@@ -8,14 +8,17 @@
 #include "sim/LogRecords.h"
 #include "sim/RegisterFile.h"
 #include "sim/Settings.h"
+#include "sim/SignalFile.h"
 #include "sim/SimulatedClock.h"
 #include "sim/SpiBus.h"
+#include "sim/VideoSignal.h"
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/DriverChainModel.h"
 #include "sim/models/EqualiserChainModel.h"
 #include "sim/models/FramesyncModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 #include "sim/models/RefDetectModel.h"
+#include "sim/models/SdiRxModel.h"
 #include "sim/models/SdiTxModel.h"
 
 namespace sim {
@@ -26,7 +29,8 @@ namespace sim {
 /// A test calls CreateInMemory before anything else; a program that doesn't gets a board with a
 /// folder at its first access: the one that the environment variable BOARD_SIM_DIR names, else
 /// ".board-sim" in the working directory. The folder holds "board.conf" (see Settings), "log.txt"
-/// (the records of the system log), "trace.txt" if asked for, and the board's files below "files".
+/// (the records of the system log), "signals.conf" (what is plugged in, see SignalFile),
+/// "trace.txt" if asked for, and the board's files below "files".
 class Board {
  public:
   /// The process's board.
@@ -44,6 +48,10 @@ class Board {
   /// Where a file of the board lies. Without a folder for files there is no such file.
   std::string StoragePath(std::string_view boardPath) const;
 
+  /// Plugs a signal into an SDI input, 0 to 3: every model that has this input gets it. Throws
+  /// std::out_of_range.
+  void Plug(std::uint32_t input, const VideoSignal& signal);
+
   /// Maps the register window: an address range of its own that nothing but LoadWord and StoreWord
   /// can reach. Null with errno set if the settings say so.
   volatile void* MapWindow(std::size_t bytes);
@@ -59,6 +67,8 @@ class Board {
   IrqAggregatorModel irqAggregator{mutex};
   CrosspointModel sdiRxCrosspoint{mutex};
   CrosspointModel sdiTxCrosspoint{mutex};
+  std::array<SdiRxModel, address_map::kPaths> sdiRx{_Receiver(0), _Receiver(1), _Receiver(2),
+                                                    _Receiver(3)};
   std::array<SdiTxModel, address_map::kPaths> sdiTx{SdiTxModel(mutex), SdiTxModel(mutex),
                                                     SdiTxModel(mutex), SdiTxModel(mutex)};
   std::array<FramesyncModel, address_map::kPaths> framesync{
@@ -74,7 +84,12 @@ class Board {
  private:
   Board();
 
+  SdiRxModel _Receiver(std::uint32_t path) {
+    return {mutex, clock, irqAggregator, address_map::kSdiRx + path};
+  }
+
   std::string filesFolder_;
+  std::unique_ptr<SignalFile> signalFile_;  // in a board with a folder; guarded by its lock
 };
 
 }  // namespace sim

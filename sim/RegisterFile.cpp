@@ -1,6 +1,7 @@
 #include "sim/RegisterFile.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sim {
 
@@ -16,8 +17,16 @@ void RegisterFile::Attach(std::uint32_t base, CoreModel& model) {
   models_.at(base / kSlotBytes) = &model;
 }
 
+void RegisterFile::BeforeLoad(std::function<void()> hook) {
+  const std::lock_guard lock(mutex_);
+  beforeLoad_ = std::move(hook);
+}
+
 std::uint32_t RegisterFile::Load(std::uint32_t address) {
   const std::lock_guard lock(mutex_);
+  if (beforeLoad_) {
+    beforeLoad_();
+  }
   CoreModel* model = models_.at(address / kSlotBytes);
   const std::uint32_t value = model != nullptr ? model->Load(address % kSlotBytes) : Peek(address);
   ++loads_;

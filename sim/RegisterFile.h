@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -51,6 +52,10 @@ class RegisterFile {
   /// Puts a model into the slot at `base`, in place of what was there. The model is not owned.
   void Attach(std::uint32_t base, CoreModel& model);
 
+  /// Calls `hook` before each load of the program under test, with the board's lock held: the place
+  /// to follow what a person does to the board.
+  void BeforeLoad(std::function<void()> hook);
+
   /// The accesses of the program under test.
   std::uint32_t Load(std::uint32_t address);
   void Store(std::uint32_t address, std::uint32_t value);
@@ -84,6 +89,7 @@ class RegisterFile {
   BoardMutex& mutex_;  // guards all that follows
   std::array<CoreModel*, kBytes / kSlotBytes> models_{};
   std::unordered_map<std::uint32_t, Page> pages_;
+  std::function<void()> beforeLoad_;
   std::optional<std::vector<RegisterAccess>> trace_;
   std::unique_ptr<std::FILE, CloseFile> traceFile_;
   std::uint64_t loads_ = 0;

@@ -281,8 +281,8 @@ bool SdiRxImpl::IsTransportLocked() {
 
 std::uint32_t SdiRxImpl::GetTransportFormat() {
   if (ReadBitfield("tdLocked") == 0) {
-    return sdi_rx::kRasterUnknown;
+    return sdi_rx_regs::kRasterUnknown;
   }
   const std::uint32_t raster = ReadBitfield("tdFormat");
-  return sdi_rx::IsRaster(raster) ? raster : sdi_rx::kRasterUnknown;
+  return sdi_rx::IsRaster(raster) ? raster : sdi_rx_regs::kRasterUnknown;
 }

@@ -6,10 +6,12 @@
 #include <span>
 
 #include "log/Log.h"
+#include "modules/SdiRxRegs.h"
 
 namespace sdi_rx {
 namespace {
 
+using namespace sdi_rx_regs;  // the codes
 using enum VideoColorimetry;
 using enum VideoTransfer;
 
@@ -151,8 +153,9 @@ struct CodeText {
 };
 
 constexpr std::array kModeTexts{
-    CodeText{0, " 270M"},   CodeText{1, " 1.5G"}, CodeText{2, " 3G (A)"},
-    CodeText{3, " 3G (B)"}, CodeText{4, " 6G"},   CodeText{5, " 12G"},
+    CodeText{kMode270M, " 270M"},       CodeText{kMode1G5, " 1.5G"},
+    CodeText{kMode3GLevelA, " 3G (A)"}, CodeText{kMode3GLevelB, " 3G (B)"},
+    CodeText{kMode6G, " 6G"},           CodeText{kMode12G, " 12G"},
 };
 constexpr std::array kRasterTexts{
     CodeText{kRaster1920x1080, " 1920x1080"}, CodeText{kRaster1280x720, " 1280x720"},
@@ -160,8 +163,9 @@ constexpr std::array kRasterTexts{
     CodeText{kRaster720x576, " 720x576"},
 };
 constexpr std::array kStreamTexts{
-    CodeText{0, " 1 Stream"},  CodeText{1, " 2 Streams"},  CodeText{2, " 4 Streams"},
-    CodeText{3, " 8 Streams"}, CodeText{4, " 16 Streams"},
+    CodeText{kOneStream, " 1 Stream"},        CodeText{kTwoStreams, " 2 Streams"},
+    CodeText{kFourStreams, " 4 Streams"},     CodeText{kEightStreams, " 8 Streams"},
+    CodeText{kSixteenStreams, " 16 Streams"},
 };
 constexpr std::array kRateTexts{
     CodeText{2, " 23.98 FPS"}, CodeText{3, " 24 FPS"},    CodeText{4, " 47.95 FPS"},

@@ -8,20 +8,6 @@
 /// What an SDI receiver's report means: decisions on plain values, without access to hardware.
 namespace sdi_rx {
 
-// Codes of the receiver's status fields.
-inline constexpr std::uint32_t kMode270M = 0;  // sdiMode; then 3G A, 3G B, 6G, 12G
-inline constexpr std::uint32_t kMode1G5 = 1;
-inline constexpr std::uint32_t kRaster1920x1080 = 0;  // tdFormat
-inline constexpr std::uint32_t kRaster1280x720 = 1;
-inline constexpr std::uint32_t kRaster2048x1080 = 2;
-inline constexpr std::uint32_t kRaster720x486 = 4;
-inline constexpr std::uint32_t kRaster720x576 = 5;
-inline constexpr std::uint32_t kRasterUnknown = 7;  // 3 and 6 name no raster either
-inline constexpr std::uint32_t kOneStream = 0;      // activeStreams: 2 to its power
-inline constexpr std::uint32_t kTwoStreams = 1;
-inline constexpr std::uint32_t kFourStreams = 2;
-inline constexpr std::uint32_t kEightStreams = 3;
-
 /// What a locked receiver reports. The numbers are those of its status fields; a code may be any
 /// number.
 struct Report {

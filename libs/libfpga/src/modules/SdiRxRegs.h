@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "regaccess/FieldMap.h"
 
@@ -56,5 +57,28 @@ inline constexpr std::array<Field, 42> kFields{{
 }};
 // clang-format on
 static_assert(WellFormed(kFields));
+
+// Codes of sdiMode and forcedMode.
+inline constexpr std::uint32_t kMode270M = 0;
+inline constexpr std::uint32_t kMode1G5 = 1;
+inline constexpr std::uint32_t kMode3GLevelA = 2;
+inline constexpr std::uint32_t kMode3GLevelB = 3;
+inline constexpr std::uint32_t kMode6G = 4;
+inline constexpr std::uint32_t kMode12G = 5;
+
+// Codes of tdFormat: the raster.
+inline constexpr std::uint32_t kRaster1920x1080 = 0;
+inline constexpr std::uint32_t kRaster1280x720 = 1;
+inline constexpr std::uint32_t kRaster2048x1080 = 2;
+inline constexpr std::uint32_t kRaster720x486 = 4;
+inline constexpr std::uint32_t kRaster720x576 = 5;
+inline constexpr std::uint32_t kRasterUnknown = 7;  // 3 and 6 name no raster either
+
+// Codes of activeStreams: 2 to this power.
+inline constexpr std::uint32_t kOneStream = 0;
+inline constexpr std::uint32_t kTwoStreams = 1;
+inline constexpr std::uint32_t kFourStreams = 2;
+inline constexpr std::uint32_t kEightStreams = 3;
+inline constexpr std::uint32_t kSixteenStreams = 4;
 
 }  // namespace sdi_rx_regs

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <tuple>
+
+#include "sim/LogRecords.h"
+#include "sim/SimulatedClock.h"
+#include "sim/VideoSignal.h"
+
+namespace sim {
+
+/// Reads a signal as a person writes it, "<standard>[, st352 <word> | st352 none][, crc <errors per
+/// second>]", where the standard is its id, its name, its name with its link ("... Link 3") or
+/// "none". A name that several rows have means the first of them. Small and capital letters are the
+/// same. Throws std::invalid_argument.
+VideoSignal ParseSignal(const std::string& text);
+
+/// The file in which a person plugs signals into the board's inputs, "sdi0 = <signal>" to "sdi3 =
+/// ...", also while the program runs. Not thread-safe: the board calls it with its lock held.
+class SignalFile {
+ public:
+  using PlugFunction = std::function<void(std::uint32_t input, const VideoSignal& signal)>;
+
+  /// Writes the file if it is missing, and plugs what it says. A line that isn't understood becomes
+  /// a record at Warning in `log` and leaves its input as it is.
+  SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log, PlugFunction plug);
+
+  /// Plugs what changed in the file. Looks at the file every 100 ms at most.
+  void Poll();
+
+ private:
+  // What tells one state of the file from another: node, size, and time of change in s and ns.
+  using Stamp = std::tuple<std::uint64_t, std::int64_t, std::int64_t, std::int64_t>;
+
+  Stamp _ReadStamp() const;
+  void _Read();
+  void _Apply(const std::string& key, const std::string& value);
+
+  const std::string path_;
+  const SimulatedClock& clock_;
+  LogRecords& log_;
+  const PlugFunction plug_;
+  std::chrono::steady_clock::time_point lookedAt_;
+  Stamp stamp_;
+  std::map<std::string, VideoSignal> plugged_;  // by key
+};
+
+}  // namespace sim
