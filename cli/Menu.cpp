@@ -109,7 +109,7 @@ bool Menu::_Offer(const std::shared_ptr<CmdHandler::CommandList>& entries, Words
                   CliSession& session) {
   // A handler may remove commands, its own among them: both the list and the command that runs are
   // held for as long as they are in use.
-  const auto list = entries;
+  const auto list = entries;  // NOLINT(performance-unnecessary-copy-initialization): it holds
   for (std::size_t i = 0; i < list->size(); ++i) {
     const auto command = (*list)[i];
     if (command->Execute(words, session)) {

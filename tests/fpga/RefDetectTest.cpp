@@ -149,10 +149,20 @@ TEST_F(RefDetectTest, FindsTheReferenceThatIsPluggedIn) {
   const struct {
     int plugged;
     int found;
-  } cases[] = {{5, 5},   {6, 6},    {13, 13}, {16, 16}, {18, 18},
-               {24, 24}, {39, 39},  {40, 40}, {36, 15},  // segmented frames have the timing of
-                                                         // interlaced ones
-               {23, 20}, {139, 40}, {26, 0},  {0, 0}};
+  } cases[] = {{5, 5},
+               {6, 6},
+               {13, 13},
+               {16, 16},
+               {18, 18},
+               {24, 24},
+               {39, 39},
+               {40, 40},
+               {36, 15},  // segmented frames have the timing of
+                          // interlaced ones
+               {23, 20},
+               {139, 40},
+               {26, 0},
+               {0, 0}};
   model.SetReference(Input::kFirst, 5);
   EXPECT_EQ(detect.GetReferenceFormat(false), 0);  // still in reset
   detect.Reset();

@@ -139,7 +139,7 @@ constexpr auto JoinFields(const std::array<Field, N>&... parts) {
 template <const auto& Fields>
 class FieldIn {
  public:
-  consteval FieldIn(const char* name) : row_(RowOf(name)) {}  // NOLINT: written as a literal
+  consteval FieldIn(const char* name) : row_(_RowOf(name)) {}  // NOLINT: written as a literal
 
   constexpr const Field& Get() const { return Fields[row_]; }
 
@@ -149,13 +149,13 @@ class FieldIn {
 
   constexpr explicit FieldIn(std::size_t row) : row_(row) {}
 
-  static constexpr std::size_t RowOf(std::string_view name) {
+  static constexpr std::size_t _RowOf(std::string_view name) {
     for (std::size_t i = 0; i < Fields.size(); ++i) {
       if (std::string_view(Fields[i].name) == name) {
         return i;
       }
     }
-    throw "no such field in the table";  // never reached at run time: RowOf is evaluated by
+    throw "no such field in the table";  // never reached at run time: _RowOf is evaluated by
                                          // compilers
   }
 
@@ -167,10 +167,11 @@ class FieldIn {
 template <const auto& Fields>
 class NumberedFieldsIn {
  public:
-  consteval NumberedFieldsIn(const char* pattern, std::size_t firstNumber = 0)
+  consteval NumberedFieldsIn(const char* pattern,  // NOLINT: written as a literal
+                             std::size_t firstNumber = 0)
       : first_(firstNumber) {
     const auto rowOf = [pattern](std::size_t number) {
-      return FieldIn<Fields>::RowOf(NumberedName(pattern, number));
+      return FieldIn<Fields>::_RowOf(NumberedName(pattern, number));
     };
     const auto exists = [pattern](std::size_t number) {
       return std::any_of(Fields.begin(), Fields.end(), [&](const Field& field) {
