@@ -179,6 +179,44 @@ long WakeUpsWhileIdle() {
   return ContextSwitches(console.Pid()) - before;
 }
 
+// The greatest resident memory of a process so far, in MiB.
+double PeakMemoryMiB(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.starts_with("VmHWM:")) {
+      return std::stod(line.substr(6)) / 1024;  // the line is in KiB
+    }
+  }
+  throw std::runtime_error("no memory figure");
+}
+
+// Milliseconds from the start of the program to its prompt: the fastest of some starts.
+void ReportStart() {
+  double fastestMs = 1e9;
+  double memoryMiB = 0;
+  for (int i = 0; i < 20; ++i) {
+    const auto start = Clock::now();
+    Terminal console(RunConsole);
+    console.Expect("", "> ");
+    fastestMs = std::min(fastestMs, SecondsSince(start) * 1e3);
+    memoryMiB = std::max(memoryMiB, PeakMemoryMiB(console.Pid()));
+  }
+  bench::Report("start to prompt on the simulated board", fastestMs, "ms", 50);
+  bench::Report("resident memory at the prompt", memoryMiB, "MiB", 12);
+}
+
+// The product as it is installed: without symbols.
+void ReportSize() {
+  const std::string stripped = "board-console.stripped";
+  const std::string command = "strip -o " + stripped + " " + BOARD_CONSOLE;
+  if (std::system(command.c_str()) != 0) {
+    throw std::runtime_error("strip failed");
+  }
+  bench::Report("stripped size of board-console",
+                static_cast<double>(std::filesystem::file_size(stripped)) / (1 << 20), "MiB", 1);
+}
+
 void ReportEcho() {
   Terminal console(RunConsole);
   Terminal bare(RunBareLoop);
@@ -204,6 +242,8 @@ int main() {
   }
   int status = 0;
   try {
+    ReportSize();
+    ReportStart();
     bench::Report("1 MiB pasted as one line, echoed", SecondsForPastedLine(), "s", 1.0);
     bench::Report("10,000 pasted commands, all answered", SecondsForPastedCommands(10'000), "s",
                   10.0);

@@ -41,6 +41,24 @@ void CreateInventoryFiles(const Board& board) {
   }
 }
 
+// The rate as the cable equalisers number it.
+std::uint32_t EqualiserRate(SdiRate rate) {
+  switch (rate) {
+    case SdiRate::k270M:
+      return 2;
+    case SdiRate::k1500M:
+      return 3;
+    case SdiRate::k3GLevelA:
+    case SdiRate::k3GLevelB:
+      return 4;
+    case SdiRate::k6G:
+      return 5;
+    case SdiRate::k12G:
+      return 6;
+  }
+  return 0;
+}
+
 }  // namespace
 
 Board::Board() {
@@ -97,6 +115,7 @@ void Board::UseFolder(const std::string& folder) {
 void Board::Plug(std::uint32_t input, const VideoSignal& signal) {
   const std::lock_guard lock(mutex);
   sdiRx.at(input).Plug(signal);
+  equaliserChain.SetSignal(input, signal.IsPresent(), EqualiserRate(signal.Standard().sdiRate));
 }
 
 void Board::UseFilesFolder(const std::string& folder) {
