@@ -1,7 +1,11 @@
 #include <benchmark/benchmark.h>
 
+#include <atomic>
+#include <thread>
+
 #include "log/Log.h"
 #include "modules/SdiRx.h"
+#include "platform/Clock.h"
 #include "support/Ratio.h"
 #include "video/Video.h"
 
@@ -37,13 +41,25 @@ void ReportLookUps() {
   bench::Report("DetectVideoStandard", detect, "ns", 1000);
 }
 
-// The field accesses of an update with a locked 1080p 59.94 receiver, without the decision.
+// What an update of a locked 1080p 60 receiver does around the decision: its field accesses, and
+// the reading of the clock that dates the format.
 void BareUpdate(SdiRxImpl& receiver) {
-  for (const char* field :
-       {"rxLocked", "tdLocked", "st352Valid", "st352Packet", "tdFormat", "tdRate", "tdProgressive",
-        "fractionalRate", "activeStreams", "sdiMode", "rxLocked", "tdLocked"}) {
-    benchmark::DoNotOptimize(static_cast<BitfieldManager&>(receiver).ReadBitfield(field));
-  }
+  const auto read = [&receiver](SdiRxImpl::FieldId field) {
+    benchmark::DoNotOptimize(receiver.ReadBitfield(field));
+  };
+  read("rxLocked");
+  read("tdLocked");
+  read("st352Valid");
+  read("st352Packet");
+  read("tdFormat");
+  read("tdRate");
+  read("tdProgressive");
+  read("fractionalRate");
+  read("activeStreams");
+  read("sdiMode");
+  read("rxLocked");
+  read("tdLocked");
+  benchmark::DoNotOptimize(platform::SteadyTime());
   receiver.WriteBitfield("videoType", 0);
 }
 
@@ -59,13 +75,20 @@ void ReportDecision() {
       bench::Compare([&] { receiver.UpdateVideoFormat(); }, [&] { BareUpdate(receiver); }, 20'000);
   std::printf("format %u: update %.0f ns, its register accesses %.0f ns\n",
               receiver.GetVideoFormat().standardId, update.workNs, update.baseNs);
-  bench::Report("a receiver's decision / its register accesses", update.Ratio(), "x", 1.3);
+  bench::Report("a receiver's update with its decision / without", update.Ratio(), "x", 1.3);
 }
 
 }  // namespace
 
 int main() {
+  // The console has a second thread, and a lock in a process of one thread costs less than one that
+  // other threads could take.
+  std::atomic<bool> stop{false};
+  std::thread second([&stop] { stop.wait(false); });
   ReportLookUps();
   ReportDecision();
+  stop = true;
+  stop.notify_one();
+  second.join();
   return 0;
 }
