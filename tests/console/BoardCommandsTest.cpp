@@ -165,8 +165,19 @@ TEST_F(BoardCommandsTest, EqualiserRatesHaveTheirNames) {
 TEST_F(BoardCommandsTest, ForcedModeGoesToEveryReceiverInReset) {
   board.registers.StartTrace();
   EXPECT_EQ(Run("sdi eqmode 2"), "");
+  const std::vector<sim::RegisterAccess> trace = board.registers.TakeTrace();
+  // Held in reset, detection ended, the mode set, released: of the first receiver.
+  std::vector<sim::RegisterAccess> stores;
+  for (const sim::RegisterAccess& access : trace) {
+    if (access.kind == sim::RegisterAccess::Kind::kStore && stores.size() < 8) {
+      stores.push_back(access);
+    }
+  }
+  EXPECT_EQ(stores, (std::vector{Stored(0x300004, 1), Stored(0x300004, 3), Stored(0x300004, 7),
+                                 Stored(0x30000C, 0x3E), Stored(0x30000C, 0x13E),
+                                 Stored(0x300004, 6), Stored(0x300004, 4), Stored(0x300004, 0)}));
   std::vector<std::uint32_t> slots;
-  for (const sim::RegisterAccess& access : board.registers.TakeTrace()) {
+  for (const sim::RegisterAccess& access : trace) {
     if (slots.empty() || slots.back() != access.address / 0x100000) {
       slots.push_back(access.address / 0x100000);
     }
@@ -190,6 +201,20 @@ TEST_F(BoardCommandsTest, DebugInformationSaysWhatIsThereAndWhatIsNot) {
   EXPECT_EQ(Run("sdi drvsignaldetect -1"),
             "Equalizer: none at index -1\nReceiver: none at index -1\n");
   EXPECT_EQ(Run("sdi drvsignaldetect x"), "Value argument <x> cannot be converted to integer\n");
+}
+
+TEST(BoardConsole, OperatorReachesTheBoardFromTheTerminal) {
+  const TestFolder folder;
+  TerminalProgram console(folder);
+  EXPECT_EQ(console.Run("bitfields rxsetroute 1 2"), "Source: 1 --> Destination: 2\n");
+  EXPECT_EQ(console.Run("bitfields rxgetroute 2"), "Source: 1 --> Destination: 2\n");
+  EXPECT_EQ(console.Run("bitfields txsdisetup 7"), "Module  not found\n");
+  EXPECT_EQ(console.Run("eeprom writemac 5=2:0:0:0:0:1"), "MAC Address 5: 02:00:00:00:00:01\n");
+  EXPECT_EQ(console.Run("eeprom readsn"), "");
+  EXPECT_EQ(console.Run("sdi eqrate 99"), "Video Format: Unknown\n");
+  // A raw word has no line feed behind it: the prompt stands on the same line.
+  console.Type("bitfields readraw 0x100008<return>");
+  EXPECT_NE(console.ReadUntil("Raw Read 0x100008: 1main> ").find("readraw"), std::string::npos);
 }
 
 // The inventory outlives the program; what it reads goes to the log alone.
