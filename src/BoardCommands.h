@@ -31,6 +31,10 @@ class BoardCommands {
   std::unique_ptr<cli::Menu> EepromMenu();
   std::unique_ptr<cli::Menu> SdiMenu();
 
+  /// Sets every active receiver to an SDI mode, held in reset meanwhile. Gives the text for the
+  /// operator: none if `mode` is a number.
+  std::string SetForcedMode(const std::string& mode);
+
  private:
   std::string _ReadRaw(const std::string& address);
   std::string _WriteRaw(const std::string& address, const std::string& value);
@@ -41,7 +45,6 @@ class BoardCommands {
   std::string _TxSdiSetup(const std::string& index);
   std::string _ReadMac(const std::string& index);
   std::string _WriteMac(const std::string& argument);
-  std::string SetForcedMode(const std::string& mode);
   void _PrintEqRate(const std::string& index);
   std::string _SdiDebugInformation(const std::string& index);
   std::string _EqualiserInformation(int index);

@@ -9,6 +9,7 @@
 namespace sim {
 namespace {
 
+// NOLINTNEXTLINE(google-build-using-namespace): every code of the map is meant
 using namespace sdi_rx_regs;  // the codes
 
 constexpr std::uint32_t kRevision = 0x00010000;

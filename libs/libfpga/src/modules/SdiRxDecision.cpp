@@ -11,6 +11,7 @@
 namespace sdi_rx {
 namespace {
 
+// NOLINTNEXTLINE(google-build-using-namespace): every code of the map is meant
 using namespace sdi_rx_regs;  // the codes
 using enum VideoColorimetry;
 using enum VideoTransfer;
