@@ -108,7 +108,12 @@ void Board::UseFolder(const std::string& folder) {
   const std::lock_guard lock(mutex);
   signalFile_ = std::make_unique<SignalFile>(
       folder + "/signals.conf", clock, log,
-      [this](std::uint32_t input, const VideoSignal& signal) { Plug(input, signal); });
+      [this](std::uint32_t input, const VideoSignal& signal) { Plug(input, signal); },
+      [this](std::uint32_t reference, int standardId) {
+        refDetect.SetReference(
+            reference == 0 ? RefDetectModel::Input::kFirst : RefDetectModel::Input::kSecond,
+            standardId);
+      });
   registers.BeforeLoad([this] { signalFile_->Poll(); });
 }
 

@@ -27,6 +27,10 @@ constexpr std::array kDefaults{
     std::pair{"sdi2", "3840x2160p 50 12G"},
     std::pair{"sdi3", "none"},
 };
+constexpr std::array kDefaultReferences{
+    std::pair{"ref1", "1920x1080i 50"},
+    std::pair{"ref2", "none"},
+};
 
 void WriteDefaultSignals(const std::string& path) {
   std::ofstream file(path);
@@ -40,10 +44,17 @@ void WriteDefaultSignals(const std::string& path) {
 # that stands there more than once means the first one. The signal carries the standard's own
 # SMPTE ST 352 payload identifier, unless the line has another one (as st352 0x2180C998) or none.
 # A line that isn't understood is named in log.txt and leaves its input as it is.
+#
+#   ref1 = <standard>
+#
+# The two external references have the timing of a standard, or none.
 
 )";
   for (const auto& [input, signal] : kDefaults) {
     file << input << " = " << signal << '\n';
+  }
+  for (const auto& [reference, standard] : kDefaultReferences) {
+    file << reference << " = " << standard << '\n';
   }
   file << "\n#  id name                                   st352\n";
   for (const VideoStandardRow& row : kVideoStandards) {
@@ -116,8 +127,12 @@ VideoSignal ParseSignal(const std::string& text) {
 }
 
 SignalFile::SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log,
-                       PlugFunction plug)
-    : path_(std::move(path)), clock_(clock), log_(log), plug_(std::move(plug)) {
+                       PlugFunction plug, ReferenceFunction refer)
+    : path_(std::move(path)),
+      clock_(clock),
+      log_(log),
+      plug_(std::move(plug)),
+      refer_(std::move(refer)) {
   if (!std::filesystem::exists(path_)) {
     WriteDefaultSignals(path_);
   }
@@ -160,6 +175,16 @@ void SignalFile::_Apply(const std::string& key, const std::string& value) {
     const VideoSignal signal = ParseSignal(value);
     if (signal != std::exchange(plugged_[key], signal)) {
       plug_(input, signal);
+    }
+    return;
+  }
+  for (std::uint32_t reference = 0; reference < kDefaultReferences.size(); ++reference) {
+    if (key != kDefaultReferences[reference].first) {
+      continue;
+    }
+    const int id = ParseStandard(value);
+    if (id != std::exchange(references_[key], id)) {
+      refer_(reference, id);
     }
     return;
   }

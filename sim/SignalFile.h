@@ -20,14 +20,18 @@ namespace sim {
 VideoSignal ParseSignal(const std::string& text);
 
 /// The file in which a person plugs signals into the board's inputs, "sdi0 = <signal>" to "sdi3 =
-/// ...", also while the program runs. Not thread-safe: the board calls it with its lock held.
+/// ...", and references, "ref1 = <standard>" and "ref2 = ...", also while the program runs. Not
+/// thread-safe: the board calls it with its lock held.
 class SignalFile {
  public:
   using PlugFunction = std::function<void(std::uint32_t input, const VideoSignal& signal)>;
+  /// `reference` counts from 0; the id is 0 for a reference input without a signal.
+  using ReferenceFunction = std::function<void(std::uint32_t reference, int standardId)>;
 
   /// Writes the file if it is missing, and plugs what it says. A line that isn't understood becomes
   /// a record at Warning in `log` and leaves its input as it is.
-  SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log, PlugFunction plug);
+  SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log, PlugFunction plug,
+             ReferenceFunction refer);
 
   /// Plugs what changed in the file. Looks at the file every 100 ms at most.
   void Poll();
@@ -44,9 +48,11 @@ class SignalFile {
   const SimulatedClock& clock_;
   LogRecords& log_;
   const PlugFunction plug_;
+  const ReferenceFunction refer_;
   std::chrono::steady_clock::time_point lookedAt_;
   Stamp stamp_;
-  std::map<std::string, VideoSignal> plugged_;  // by key
+  std::map<std::string, VideoSignal> plugged_;  // by key of an input
+  std::map<std::string, int> references_;       // by key of a reference
 };
 
 }  // namespace sim

@@ -8,6 +8,7 @@
 
 #include "log/Log.h"
 #include "modules/IrqHandler.h"
+#include "modules/RefDetect.h"
 #include "modules/SdiRx.h"
 #include "sim/Board.h"
 
@@ -242,6 +243,21 @@ TEST_F(SignalFileTest, NewBoardHasSignalsAndFollowsTheFile) {
                                          {4, File() + ":5: 'sdi2': no '='"}}));
   std::filesystem::remove(File());
   EXPECT_EQ(StatusText(), k720p60);
+}
+
+TEST_F(SignalFileTest, ReferencesFollowTheFile) {
+  RefDetect detect("ref_detect", 0x3800000);
+  detect.Reset();
+  const auto formats = [&] {
+    board.clock.Advance(std::chrono::milliseconds(100));
+    (void)rx.GetStatusText();  // any load looks at the file
+    return std::pair(detect.GetReferenceFormat(false), detect.GetReferenceFormat(true));
+  };
+  EXPECT_EQ(formats(), std::pair(15, 0));
+  Write("ref1 = none\nref2 = 525i 59.94\nref2 = 525i 59.94, crc 1\n");
+  EXPECT_EQ(formats(), std::pair(0, 5));
+  EXPECT_EQ(board.log.Messages(4).back(),
+            File() + ":3: 'ref2 = 525i 59.94, crc 1': no such standard");
 }
 
 // The names in the file that a new board gets are the ones that it understands.

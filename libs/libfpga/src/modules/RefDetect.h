@@ -16,6 +16,7 @@ class RefDetect : public RegisterBlock<ref_detect_regs::kFields> {
   /// Leaves the core untouched.
   RefDetect(const std::string& name, std::uint32_t baseAddress);
 
+  /// Stops the measurement.
   void HoldInReset();
   /// Lets the core measure.
   void ReleaseFromReset();
@@ -32,6 +33,7 @@ class RefDetect : public RegisterBlock<ref_detect_regs::kFields> {
   /// at Debug.
   void SetPulseOutputEnable(bool enable, bool secondOutput, float offset);
 
+  /// The module's name.
   const std::string& GetName() const { return name_; }
   /// Byte offset of the core's registers in the window.
   std::uint32_t GetBaseAddress() const { return baseAddress_; }

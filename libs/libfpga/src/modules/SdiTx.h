@@ -29,16 +29,17 @@ class SdiTx {
   /// HoldInReset, then ReleaseFromReset, without a delay between.
   virtual void Reset(bool phy, bool fifo, bool picxo) = 0;
   /// Refers the PICXO loop to the reference input `select` (0 to 15), which carries the video
-  /// standard `standardId`, and restarts it. The NCO is loaded with the ratio of the standard; a
-  /// standard without one leaves it as it was. A reference that stands already is not written
-  /// again; for input 8 the standard makes no difference.
+  /// standard `standardId`, and restarts it. The NCO is loaded with the ratio of the standard, or
+  /// for input 2 with 538 and 0 whatever the standard; one without a ratio leaves it as it was. A
+  /// reference that stands already is not written again; for input 8 the standard makes no
+  /// difference.
   virtual void SetPicxoReference(std::int32_t standardId, std::uint16_t select) = 0;
   /// Brings the output up for a video standard: rate and multiplexing, if the standard is another
   /// than last time, then the clocking and a reset of the core in any case. For id 0, or an id that
   /// no standard has, rate and multiplexing stay and the clocking is that of an integer rate.
-  /// Logs the id at Debug.
+  /// So is that of "525i 59.94", though its frame rate is fractional. Logs the id at Debug.
   virtual void SetOutVideoFormat(std::uint32_t standardId) = 0;
-  /// Always true: the core has no condition that has to be awaited.
+  /// Always true. The core's own status is IsChangeDone's.
   virtual bool IsReady() = 0;
   /// Takes one reading of the NCO error, for an owner that calls this at intervals of its own. The
   /// third reading in a row outside -4000 to 4000 restarts the PICXO loop and counting starts anew.
@@ -60,7 +61,9 @@ class SdiTxImpl : public RegisterBlock<sdi_tx_regs::kFields>, public SdiTx {
   bool IsReady() override;
   void CheckNcoError() override;
 
+  /// The module's name.
   const std::string& GetName() const { return name_; }
+  /// The transmitter's number on the board, from 0.
   unsigned GetIndex() const { return index_; }
 
   /// Sets the rate code (an SdiRate, 0 to 7) and the stream multiplexing (0 to 7).

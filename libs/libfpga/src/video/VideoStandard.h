@@ -54,7 +54,8 @@ enum class LinkMode : std::uint32_t {
   kQuad = 2,
 };
 
-/// A string literal: a view that serves "%s" as well, and that costs nothing to copy.
+/// A string literal: a view that serves "%s" as well, and that costs nothing to copy. It can be
+/// made from nothing but a literal.
 class LiteralText : public std::string_view {
  public:
   consteval LiteralText(const char* literal) : std::string_view(literal) {}  // NOLINT: a text
@@ -124,7 +125,8 @@ class VideoStandard {
     unsigned factor = 2;
     if (scanType == ScanType::kProgressive) {
       factor = sdiRate < SdiRate::k6G && linkMode == LinkMode::kSingle ? 1 : 2;
-    } else if (linkMode != LinkMode::kSingle) {
+    } else if ((scanType == ScanType::kInterlaced || scanType == ScanType::kSegmentedFrame) &&
+               linkMode != LinkMode::kSingle) {
       factor = 4;
     }
     return static_cast<std::uint16_t>(field1Lines * factor);
@@ -153,7 +155,8 @@ class VideoStandard {
   constexpr float GetFrameRate() const { return kRates[_RateRow()].framesPerSecond; }
   /// Frames per second without the fraction: 23 for 23.98.
   constexpr int GetFrameRateInteger() const { return kRates[_RateRow()].wholeFramesPerSecond; }
-  /// Duration of a frame in ms: 1000 divided by that decimal number, rounded once.
+  /// Duration of a frame in ms: 1000 divided by that decimal number, rounded once. Not the same to
+  /// the last bit as 1000 / GetFrameRate().
   constexpr float GetFramePeriodMs() const { return kRates[_RateRow()].periodMs; }
 
   /// The line at which a Dolby E burst should lie.
