@@ -17,6 +17,11 @@ class CmdHandler {
   CmdHandler();
   CmdHandler(const std::shared_ptr<Command>& command, const std::shared_ptr<CommandList>& list);
 
+  // Copied only: a handler that was moved from would stand for nothing at all.
+  CmdHandler(const CmdHandler&) = default;
+  CmdHandler& operator=(const CmdHandler&) = default;
+  ~CmdHandler() = default;
+
   void Enable() const;
   void Disable() const;
 

@@ -23,6 +23,7 @@ class Command {
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
 
+  /// Undoes Disable.
   virtual void Enable();
   /// A disabled command can't be run, has no help entry and no completion.
   virtual void Disable();

@@ -110,9 +110,13 @@ std::string LastLines(const std::string& path, std::size_t count) {
     return {};
   }
   Tail tail = ReadTail(path, status->st_size);
-  const std::size_t start = StartOfLastLines(tail.text, count);
+  std::size_t start = StartOfLastLines(tail.text, count);
   if (start == 0 && !tail.isWhole) {
-    Fail("read", EFBIG);
+    // The first line of what was read is the end of one. A file without lines is no history.
+    start = tail.text.find('\n') + 1;
+    if (start == 0) {
+      Fail("read", EFBIG);
+    }
   }
   tail.text.erase(0, start);
   if (!tail.text.empty() && tail.text.back() != '\n') {
@@ -243,9 +247,42 @@ bool Replace(const std::string& path, std::string_view content, const FolderLock
   return true;
 }
 
-/// Writes over a plain file. The space is taken before the old content is touched.
+/// The first `size` bytes of a file.
+std::string ReadStart(const UniqueFd& fd, std::size_t size) {
+  std::string text(size, '\0');
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = RetryInterrupted([&] {
+      return ::pread(fd.Get(), text.data() + done, size - done, static_cast<off_t>(done));
+    });
+    if (count < 0) {
+      Fail("read");
+    }
+    if (count == 0) {
+      break;
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  text.resize(done);
+  return text;
+}
+
+/// Puts the start of a file back, as far as that is possible.
+void WriteBack(const UniqueFd& fd, std::string_view start) {
+  try {
+    if (::lseek(fd.Get(), 0, SEEK_SET) == 0) {
+      WriteAll(fd, start);
+    }
+  } catch (const std::system_error&) {
+    // The error that brought us here is the one to report.
+  }
+}
+
+/// Writes over a plain file that is open for both. The space is taken before the old content is
+/// touched, and what was overwritten is put back if writing fails.
 void OverwritePlainFile(const UniqueFd& fd, off_t oldSize, std::string_view content) {
   const auto newSize = static_cast<off_t>(content.size());
+  const std::string old = ReadStart(fd, static_cast<std::size_t>(std::min(oldSize, newSize)));
   try {
     const int error = newSize > oldSize ? ::posix_fallocate(fd.Get(), 0, newSize) : 0;
     if (error != 0 && error != EINVAL && error != EOPNOTSUPP) {
@@ -253,7 +290,7 @@ void OverwritePlainFile(const UniqueFd& fd, off_t oldSize, std::string_view cont
     }
     WriteAll(fd, content);
   } catch (const std::system_error&) {
-    // As far as possible what it was.
+    WriteBack(fd, old);
     (void)RetryInterrupted([&] { return ::ftruncate(fd.Get(), oldSize); });
     throw;
   }
@@ -264,21 +301,32 @@ void OverwritePlainFile(const UniqueFd& fd, off_t oldSize, std::string_view cont
 UniqueFd OpenForWriting(const std::string& path, int flags) {
   // Without waiting for the reader of a FIFO.
   UniqueFd fd(RetryInterrupted([&] {
-    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags,
-                  0666);
+    return ::open(path.c_str(), O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0666);
   }));
   Check(fd.Get(), "open for writing");
   return fd;
 }
 
 void WriteInPlace(const std::string& path, std::string_view content) {
-  const UniqueFd fd = OpenForWriting(path, 0);
+  const auto plain = StatusOf(path, 0);
+  // A device or a FIFO is only written to.
+  const int access = plain && S_ISREG(plain->st_mode) ? O_RDWR : O_WRONLY;
+  const UniqueFd fd = OpenForWriting(path, access);
   struct stat status {};
   Check(::fstat(fd.Get(), &status), "look up");
   if (S_ISREG(status.st_mode)) {
     OverwritePlainFile(fd, status.st_size, content);
   } else {
     WriteAll(fd, content);
+  }
+}
+
+/// Drops whole lines from the front until no more than `maxBytes` are left: what a later session
+/// wouldn't read must not be written.
+void DropOldestBeyond(std::size_t maxBytes, std::string& content) {
+  if (content.size() > maxBytes) {
+    const std::size_t feed = content.find('\n', content.size() - maxBytes - 1);
+    content.erase(0, feed == std::string::npos ? content.size() : feed + 1);
   }
 }
 
@@ -302,6 +350,7 @@ void FileHistoryStorage::Store(const std::vector<std::string>& commands) {
       content += commands[i];
       content += '\n';
     }
+    DropOldestBeyond(kMaxReadBytes, content);
     if (!Replace(fileName, content, lock)) {
       WriteInPlace(fileName, content);
     }
@@ -337,7 +386,7 @@ std::vector<std::string> FileHistoryStorage::Commands() const {
 
 void FileHistoryStorage::Clear() {
   try {
-    OpenForWriting(fileName, O_TRUNC);
+    OpenForWriting(fileName, O_WRONLY | O_TRUNC);
   } catch (const std::system_error& error) {
     LOG_WARNING("History not cleared in %s: %s", fileName.c_str(), error.what());
   }

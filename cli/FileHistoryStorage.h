@@ -21,13 +21,14 @@ class FileHistoryStorage : public HistoryStorage {
   /// The file keeps the newest `maxEntries` lines. `path` may be relative to the working directory.
   FileHistoryStorage(std::size_t maxEntries, std::string path);
 
-  /// Appends `commands` and cuts the oldest lines. The new content is written beside the file (with
+  /// Appends `commands` and cuts the oldest lines, also those that would bring the file above
+  /// kMaxReadBytes. The new content is written beside the file (with
   /// ".tmp" behind its name), flushed to disk and renamed over it, so that at any moment the old
   /// content or the new stands there whole. A link, a device or a file whose folder can't be
   /// written is written in place.
   ///
   /// On failure the file keeps its old content and one Warning is logged. This includes a file that
-  /// can't be read, one that is no file (a folder), and one whose last lines exceed kMaxReadBytes.
+  /// can't be read, one that is no file (a folder), and one whose last kMaxReadBytes hold no line.
   void Store(const std::vector<std::string>& commands) override;
 
   /// The lines of the file; none if it can't be read or isn't a plain file.

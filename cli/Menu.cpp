@@ -110,10 +110,14 @@ bool Menu::_Offer(const std::shared_ptr<CmdHandler::CommandList>& entries, Words
   // A handler may remove commands, its own among them: both the list and the command that runs are
   // held for as long as they are in use.
   const auto list = entries;  // NOLINT(performance-unnecessary-copy-initialization): it holds
-  for (std::size_t i = 0; i < list->size(); ++i) {
+  for (std::size_t i = 0; i < list->size();) {
     const auto command = (*list)[i];
     if (command->Execute(words, session)) {
       return true;
+    }
+    // Where an entry was removed, the next one stands in its place already.
+    if (i < list->size() && (*list)[i] == command) {
+      ++i;
     }
   }
   return false;

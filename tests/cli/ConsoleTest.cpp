@@ -227,14 +227,18 @@ TEST(ConsoleTest, SequencesMayBeSplitAnywhereAndBreakOff) {
 
   // A lone escape: only silence tells that it is one, and the bracket then is a character. The
   // wait may be too short on a busy machine, never too long.
+  const auto isBrokenOff = [&] {
+    EXPECT_TRUE(child.Shows("[2]"));
+    return child.screen.find("wrong command: [A\r\n") != std::string::npos;
+  };
+  child.Send("say 1\n\x1b[A\nsay 2\n");
+  EXPECT_FALSE(isBrokenOff());
   const auto isBrokenOffAfter = [&](std::chrono::milliseconds silence) {
     child.Send("say 1\n\x1b");
     poll(nullptr, 0, static_cast<int>(silence.count()));
     child.Send("[A\nsay 2\n");
-    EXPECT_TRUE(child.Shows("[2]"));
-    return child.screen.find("wrong command: [A\r\n") != std::string::npos;
+    return isBrokenOff();
   };
-  EXPECT_FALSE(isBrokenOffAfter(0ms));
   EXPECT_TRUE(isBrokenOffAfter(600ms) || isBrokenOffAfter(1500ms) || isBrokenOffAfter(5000ms));
   child.Send("exit\n");
   EXPECT_EQ(child.End(), 0);

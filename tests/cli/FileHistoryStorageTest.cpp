@@ -192,6 +192,32 @@ TEST_F(FileHistoryStorageTest, AHugeFileIsReadFromItsEnd) {
 #endif
 }
 
+// Long lines fill the file before many lines do; it goes on taking the newest.
+TEST_F(FileHistoryStorageTest, LongLinesPushTheOldestOutAndLockNobodyOut) {
+  FileHistoryStorage deep(1000, path);
+  Strings pasted;
+  for (char c = 'a'; c < 'a' + 17; ++c) {
+    pasted.emplace_back(1 << 20, c);
+  }
+  deep.Store(pasted);
+  EXPECT_LE(fs::file_size(path), FileHistoryStorage::kMaxReadBytes);
+  deep.Store({"new"});
+  Strings lines = deep.Commands();
+  EXPECT_EQ(lines.back(), "new");
+  EXPECT_EQ(lines.front(), std::string(1 << 20, 'c'));
+  EXPECT_EQ(lines.size(), 16U);
+
+  // A file that somebody else let grow is cut to what is read of it.
+  std::string grown;
+  for (const std::string& line : pasted) {
+    grown += line + '\n';
+  }
+  Write(grown);
+  deep.Store({"newer"});
+  EXPECT_EQ(deep.Commands().back(), "newer");
+  EXPECT_EQ(Warnings(), 0U);
+}
+
 TEST_F(FileHistoryStorageTest, ProcessesTakeTurnsAndTearNothing) {
   constexpr int kProcesses = 4;
   constexpr int kStores = 10;
@@ -209,6 +235,7 @@ TEST_F(FileHistoryStorageTest, ProcessesTakeTurnsAndTearNothing) {
     ASSERT_TRUE(WIFEXITED(status));
     stored -= static_cast<std::size_t>(WEXITSTATUS(status));  // whose turn didn't come
   }
+  EXPECT_GT(stored, 0U);
   const Strings lines = shared.Commands();
   EXPECT_EQ(lines.size(), stored);
   for (const std::string& line : lines) {

@@ -10,6 +10,14 @@ namespace {
 constexpr const char* kGoodbye = "Closing App...\nGoodbye and thanks for all the fish.\n";
 constexpr ProgramEnd kNormalEnd{.exitStatus = 0};
 
+int CountOf(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
 TEST(Console, HelpShowsTheCommandsOfEachMenu) {
   const TestFolder folder;
   TerminalProgram console(folder);
@@ -196,29 +204,34 @@ TEST(Console, StartsWithEveryStrapAndLogsWhatItCouldNotRead) {
   const struct {
     const char* settings;
     std::string printed;
+    int devices;
     const char* warning;  // behind the record's origin; empty for none
   } cases[] = {
-      {"ps_mio2 = 0\nps_mio3 = 1\n", "", ""},
-      {"ps_mio2 = 1\nps_mio3 = 0\n", "", ""},
-      {"ps_mio2 = 1\nps_mio3 = 1\n", "", ""},
-      {"ps_mio2 = 0\nps_mio3 = 0\n", unknown, ""},
-      {"ps_mio3 = error\n", unknown,
+      {"ps_mio2 = 0\nps_mio3 = 1\n", "", 2, ""},
+      {"ps_mio2 = 1\nps_mio3 = 0\n", "", 3, ""},
+      {"ps_mio2 = 1\nps_mio3 = 1\n", "", 5, ""},
+      {"ps_mio2 = 0\nps_mio3 = 0\n", unknown, 5, ""},
+      {"ps_mio3 = error\n", unknown, 5,
        "Unable to read the strap pins: gpiod_line_get_value: Input/output error"},
-      {"strap_line_busy = yes\n", unknown,
+      {"strap_line_busy = yes\n", unknown, 5,
        "Unable to read the strap pins: gpiod_line_request_input: Device or resource busy"},
-      {"strap_chip_missing = yes\n", unknown,
+      {"strap_chip_missing = yes\n", unknown, 5,
        "Unable to read the strap pins: gpiod_chip_open_by_name: No such file or directory"},
   };
-  for (const auto& [settings, printed, warning] : cases) {
+  for (const auto& [settings, printed, devices, warning] : cases) {
     const TestFolder folder;
-    folder.Write("board/board.conf", settings);
-    const ScriptResult result = RunScript(folder, "");
-    EXPECT_EQ(result.output, printed + "main> " + kGoodbye) << settings;
+    // Each write to the driver chain fails with a line: one clears the addresses, and each device
+    // gets one. A reading of the equalisers names each of them twice.
+    folder.Write("board/board.conf", std::string(settings) + "driver_spi_fault = transfer\n");
+    const ScriptResult result = RunScript(folder, "sdi eqrate 0\n");
+    EXPECT_EQ(result.output.substr(0, printed.size() + 6), printed + "main> ") << settings;
     EXPECT_EQ(result.end, kNormalEnd) << settings;
     const std::string log = folder.Read("board/log.txt");
     const std::size_t found = log.find("\n4 DeviceCount.cpp:ReadDeviceCount(");
     EXPECT_EQ(found != std::string::npos, *warning != '\0') << log;
     EXPECT_NE(log.find(warning), std::string::npos) << log;
+    EXPECT_EQ(CountOf(log, ") Unable to write to device\n"), devices + 1) << settings;
+    EXPECT_EQ(CountOf(log, " 0x0f: 0x"), 2 * devices) << settings;
   }
 }
 
