@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <memory>
 
@@ -23,6 +26,16 @@ constexpr SpiSettings kEqualiserSettings{
 constexpr SpiSettings kDriverSettings{
     .reserved = 0, .mode = 0, .lsbFirst = 0, .bitsPerWord = 8, .speedHz = 1'000'000};
 
+// A program that was started without standard streams would hand their numbers to what it opens
+// first, and read the keys of its operator there.
+void OpenMissingStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      (void)open("/dev/null", O_RDWR);  // takes the lowest free number, which is this one
+    }
+  }
+}
+
 }  // namespace
 
 // Everything lives on this stack: built in order, destroyed in reverse when the operator leaves.
@@ -30,6 +43,7 @@ constexpr SpiSettings kDriverSettings{
 // registers there is nothing to serve. Chains whose SPI fails log each failure and come up all the
 // same.
 int main() {
+  OpenMissingStandardStreams();
   SetLogLevel(kLogInfo);
   CSysEeprom inventory;
   TopFpgaImpl fpga(kActiveChannels);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <vector>
@@ -101,6 +102,15 @@ TEST(ConsoleFaults, ClosedTerminalEndsTheSessionInOrder) {
   EXPECT_EQ(console.Wait(), kNormalEnd);
   EXPECT_EQ(folder.Read(".cli"), "bitfields ls\n");
   EXPECT_EQ(LogOf(folder).back(), "6 Successfully munmapped FPGA CSR bridge");
+}
+
+// Without standard input there is nobody to serve; what the program opens is not taken for it.
+TEST(ConsoleFaults, MissingStandardInputIsTheEndOfInput) {
+  const TestFolder folder;
+  const std::string command = "cd " + folder.PathOf("") + " && BOARD_SIM_DIR=board timeout 60 " +
+                              CONSOLE_SIM_PROGRAM + " <&- >output";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(folder.Read("output"), "main> Closing App...\nGoodbye and thanks for all the fish.\n");
 }
 
 TEST(ConsoleFaults, RegistersThatCannotBeReachedEndTheProgramBeforeThePrompt) {

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <thread>
 
+#include "log/Log.h"
 #include "sim/Board.h"
 
 namespace {
@@ -39,7 +41,10 @@ class Module : public RegisterBlock<kFields> {
 };
 
 TEST_F(BitfieldManagerTest, FieldsAreReadAndWrittenWithinTheirBits) {
+  SetLogLevel(kLogDebug);
   Module module;
+  EXPECT_TRUE(board.log.Messages(6).front().starts_with(
+      "FPGA CSR bridge mmap success of 0x4000000 bytes at addr 0x"));
   board.registers.Poke(kBase + 4, 0xDEADBEEF);
   board.registers.StartTrace();
   EXPECT_EQ(module.ReadBitfield("middle"), 0xBEEU);
@@ -50,6 +55,25 @@ TEST_F(BitfieldManagerTest, FieldsAreReadAndWrittenWithinTheirBits) {
             (std::vector{Loaded(kBase + 4, 0xDEADBEEF), Loaded(kBase + 4, 0xDEADBEEF),
                          Stored(kBase + 4, 0xDEAD123F), Stored(kBase + 4, 0x80000000),
                          Loaded(kBase, 0), Stored(kBase, 0xFFFFFFFF)}));
+  EXPECT_EQ(board.log.Messages(7), (std::vector<std::string>{"raw 0xe80001: 0x80000000"}));
+}
+
+// Two threads write two fields of one word: neither may undo what the other wrote.
+TEST_F(BitfieldManagerTest, FieldWritesAreAtomicWithinAManager) {
+  Module module;
+  std::uint32_t lost = 0;
+  std::thread other([&module] {
+    for (std::uint32_t i = 0; i <= 2000; ++i) {
+      module.WriteBitfield("middle", i);
+    }
+  });
+  for (std::uint32_t i = 0; i <= 2000; ++i) {
+    static_cast<BitfieldManager&>(module).WriteBitfield(std::string("low"), i % 16);
+    lost += module.ReadBitfield("low") != i % 16 ? 1U : 0U;
+  }
+  other.join();
+  EXPECT_EQ(lost, 0U);
+  EXPECT_EQ(module.ReadBitfield("middle"), 2000U);
 }
 
 // The forms for names that come at run time do the same, on the complete address.
@@ -115,13 +139,31 @@ TEST_F(BitfieldManagerTest, AddressesAreCheckedBeforeTheyAreTouched) {
 
 TEST_F(BitfieldManagerTest, DeclarationsAreChecked) {
   BitfieldManager manager("manager", 0);
-  EXPECT_THROW(manager.AddBitfield("a", 0, 0, 33), std::invalid_argument);
-  EXPECT_THROW(manager.AddBitfield("a", 0, 32, 1), std::invalid_argument);
+  const auto thrownBy = [](auto&& operation) -> std::string {
+    try {
+      operation();
+    } catch (const std::invalid_argument& error) {
+      return error.what();
+    }
+    return "nothing";
+  };
+  const std::string outOfRange = "Bitfield parameters out of range. Failed to add Bitfield.";
+  EXPECT_EQ(thrownBy([&] { manager.AddBitfield("a", 0, 0, 33); }), outOfRange);
+  EXPECT_EQ(thrownBy([&] { manager.AddBitfield("a", 0, 32, 1); }), outOfRange);
   manager.AddBitfield("a", 0, 0, 1);
-  EXPECT_THROW(manager.AddBitfield("a", 4, 0, 1), std::invalid_argument);
-  EXPECT_THROW(BitfieldManager("manager", 0x100000), std::invalid_argument);
-  EXPECT_EQ(board.log.Messages(2).back(),
-            "Bitfield Manager manager already exists. This is not supported! Throwing exception!");
+  EXPECT_EQ(thrownBy([&] { manager.AddBitfield("a", 4, 0, 1); }), "Failed to add bitfield.");
+  EXPECT_EQ(thrownBy([&] { manager.GetBitfield("b"); }), "Cannot find specified bitfield b");
+  EXPECT_EQ(thrownBy([] { BitfieldManager("manager", 0x100000); }),
+            "Tried instantiating bitfield manager with duplicate name");
+  const std::string criticalOutOfRange =
+      "Bitfield parameters out of range. Failed to add Bitfield. Throwing exception!";
+  EXPECT_EQ(
+      board.log.Messages(2),
+      (std::vector<std::string>{
+          criticalOutOfRange, criticalOutOfRange,
+          "Failed to add bitfield. Bitfield with this name already exists. Throwing exception!",
+          "Bitfield manager cannot find bitfield b. Throwing Exception!",
+          "Bitfield Manager manager already exists. This is not supported! Throwing exception!"}));
   std::vector<std::string> lines;
   BitfieldManager::ListModules(lines, "");
   EXPECT_EQ(lines, (std::vector<std::string>{std::string("manager") + std::string(33, '.') +
@@ -188,7 +230,7 @@ TEST_F(BitfieldManagerTest, WindowIsMappedByTheFirstManagerAndOnlyOnce) {
                                       "Attempt to re-initialize FPGA CSR bridge",
                                       "Unable to munmap FPGA CSR bridge",
                                       "Attempt to read from un-initialized FPGA CSR bridge"}));
-  EXPECT_EQ(bridge.Init(), 0);  // the process's end unmaps it again
+  EXPECT_EQ(bridge.Init(), 0);
 }
 
 TEST_F(BitfieldManagerTest, MissingMemoryDeviceThrowsAfterItsThreeLines) {

@@ -99,8 +99,11 @@ TEST_F(VideoCrosspointTest, SeveralCrosspointsShareTheDestinations) {
   board.registers.Poke(kBase, 0xFFFFFFFF);  // the other sources' bits must stay
   EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetRoute(15, 4, true), 0); }),
             (std::vector{Stored(kBase + 0x2008, 0x8000000F), Stored(kBase, 0x7FFFFFFF)}));
+  board.registers.Poke(kBase + 4, 0xFFFFFFFF);
   EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetRoute(16, 1, true), 0); }),
-            (std::vector{Stored(kBase + 0x1004, 0x80000010), Stored(kBase + 4, 0)}));
+            (std::vector{Stored(kBase + 0x1004, 0x80000010), Stored(kBase + 4, 0xFFFFFFFC)}));
+  EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetOutputDisable(4, false, true), 0); }),
+            (std::vector{Stored(kBase + 0x2008, 15)}));
   // Destination 5 lies behind the last port.
   EXPECT_TRUE(StoresOf([&] {
                 EXPECT_EQ(xpt.SetRoute(0, 5, true), -1);

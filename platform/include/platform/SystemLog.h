@@ -2,7 +2,8 @@
 
 #include <cstdarg>
 
-/// The system log. Both calls are thread-safe and never fail: a record that nobody takes is lost.
+/// The system log. Both calls are thread-safe, don't wait and never fail: a record that nobody
+/// takes is lost.
 namespace platform {
 
 /// Sends one record of the given severity (0 Emergency to 7 Debug). `text` is no format.

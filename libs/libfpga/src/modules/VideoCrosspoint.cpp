@@ -17,15 +17,15 @@ constexpr std::uint32_t kStallMask = 3;
 
 VideoCrosspointImpl::VideoCrosspointImpl(const std::string& name, std::uint32_t base,
                                          std::size_t numSrc, std::size_t numDest,
-                                         std::size_t xptGroup, std::size_t xptIndex)
-    : VideoCrosspointImpl(name, base, 0, numSrc, numDest, 1, {}, xptGroup, xptIndex) {
+                                         std::size_t firstUnused, std::size_t secondUnused)
+    : VideoCrosspointImpl(name, base, 0, numSrc, numDest, 1, {}, firstUnused, secondUnused) {
 }
 
 VideoCrosspointImpl::VideoCrosspointImpl(const std::string& name, std::uint32_t base,
                                          std::uint32_t xptStride, std::size_t numSrc,
                                          std::size_t numDest, std::size_t numXpts,
                                          const std::vector<std::size_t>& outputsPerXpt,
-                                         std::size_t /*xptGroup*/, std::size_t /*xptIndex*/)
+                                         std::size_t /*firstUnused*/, std::size_t /*secondUnused*/)
     : BitfieldManager(name, base),
       name_(name),
       base_(base),

@@ -26,7 +26,9 @@ class VideoCrosspoint {
   virtual void WriteControlWord() = 0;
   /// Disables or enables a destination's output. `quiet` has no effect.
   virtual int SetOutputDisable(std::size_t dest, bool disable, bool quiet) = 0;
+  /// Number of logical sources; sources count from 0.
   virtual std::size_t GetNumSrc() = 0;
+  /// Number of logical destinations; they count from 0, too.
   virtual std::size_t GetNumDest() = 0;
 };
 
@@ -36,16 +38,16 @@ class VideoCrosspoint {
 /// two steps, SetRoute and then SetOutputDisable(dest, false, ...).
 class VideoCrosspointImpl : public VideoCrosspoint, public BitfieldManager {
  public:
-  /// A matrix of one physical crosspoint. The last two numbers are kept by the hardware's list of
-  /// cores and have no effect here.
+  /// A matrix of one physical crosspoint, whose words start `base` bytes into the register window.
+  /// The last two numbers have no effect.
   VideoCrosspointImpl(const std::string& name, std::uint32_t base, std::size_t numSrc,
-                      std::size_t numDest, std::size_t xptGroup, std::size_t xptIndex);
+                      std::size_t numDest, std::size_t firstUnused, std::size_t secondUnused);
   /// A matrix of `numXpts` physical crosspoints, whose register blocks lie `xptStride` bytes apart
   /// behind the stall words, with `outputsPerXpt` output ports each.
   VideoCrosspointImpl(const std::string& name, std::uint32_t base, std::uint32_t xptStride,
                       std::size_t numSrc, std::size_t numDest, std::size_t numXpts,
-                      const std::vector<std::size_t>& outputsPerXpt, std::size_t xptGroup,
-                      std::size_t xptIndex);
+                      const std::vector<std::size_t>& outputsPerXpt, std::size_t firstUnused,
+                      std::size_t secondUnused);
 
   int GetRoute(std::size_t& src, std::size_t dest) override;
   int SetRoute(std::size_t src, std::size_t dest, bool quiet) override;
@@ -54,12 +56,16 @@ class VideoCrosspointImpl : public VideoCrosspoint, public BitfieldManager {
   std::size_t GetNumSrc() override;
   std::size_t GetNumDest() override;
 
+  /// The module's name.
   std::string GetName() const;
+  /// Gives whether a destination is disabled, as last set.
   int GetOutputDisable(std::size_t dest, bool& disabled) const;
   /// Gives the physical crosspoint and its output port behind a destination, without a log line.
   int FindXpt(std::size_t dest, std::size_t& xpt, std::size_t& port) const;
+  /// SetRoute at a physical crosspoint and an output port that the caller names.
   int SetRouteSingle(std::size_t src, std::size_t dest, std::size_t xpt, std::size_t port,
                      bool quiet);
+  /// SetOutputDisable at a physical crosspoint and an output port that the caller names.
   int SetOutputDisableSingle(std::size_t dest, std::size_t xpt, std::size_t port, bool disable,
                              bool quiet);
   /// Tells the stall network which physical crosspoint (0 to 3) drives a source (0 to 31).
