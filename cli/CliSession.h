@@ -39,6 +39,7 @@ class CliSession {
   /// True once Leave has done its work; nothing more is run then.
   bool IsLeaving() const { return leaving; }
 
+  /// Writes the help of the commands that can be typed now.
   void WriteHelpListing();
 
   /// What `line` can be completed to, sorted, each once.

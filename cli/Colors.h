@@ -9,6 +9,7 @@ namespace cli {
 
 /// Switches colours on or off for the whole process. They start off.
 void SetColorEnabled(bool enabled);
+/// True while colours are switched on, as SetColorEnabled left them.
 bool ColorEnabled();
 
 /// True if `stream` takes escape sequences: because a coloured text was once written to it, or

@@ -13,6 +13,7 @@ namespace cli {
 /// is the line that was being typed when it began.
 class CommandHistory {
  public:
+  /// Keeps up to `maxEntries` lines.
   explicit CommandHistory(std::size_t maxEntries);
 
   /// Puts `item` before all others and drops the oldest entry if there are too many. Doesn't count

@@ -14,6 +14,7 @@ class HistoryStorage {
   virtual void Store(const std::vector<std::string>& commands) = 0;
   /// The stored history, oldest first.
   virtual std::vector<std::string> Commands() const = 0;
+  /// Empties the persistent history.
   virtual void Clear() = 0;
 };
 

@@ -29,10 +29,12 @@ using LogHook = std::function<void(int level, const std::string& date, const std
 
 /// Sets the threshold: records of a level greater than it are dropped. Starts at 6 (Info).
 void SetLogLevel(int level);
+/// The threshold as last set.
 int GetLogLevel();
 
 /// Also prints every record that passes the threshold on standard output. Starts false.
 void SetLogToStdout(bool mirror);
+/// True while records are printed, too.
 bool GetLogToStdout();
 
 /// Replaces the hook. Not to be called while another thread logs with `notifyHook`.

@@ -28,6 +28,7 @@ class BoardCommands {
 
   /// Adds the commands on registers and routes. The menus refer to this object.
   void AddTo(cli::Menu& bitfieldsMenu);
+  /// The menu of the inventory, and that of the SDI inputs.
   std::unique_ptr<cli::Menu> EepromMenu();
   std::unique_ptr<cli::Menu> SdiMenu();
 

@@ -40,6 +40,7 @@ class IrqHandler {
 /// whatever the mask registers hold.
 class IrqHandlerImpl : public RegisterBlock<irq_handler_regs::kFields>, public IrqHandler {
  public:
+  /// `baseAddress`: bytes from the start of the register window.
   IrqHandlerImpl(const std::string& name, std::uint32_t baseAddress);
 
   void PollIrq() override;

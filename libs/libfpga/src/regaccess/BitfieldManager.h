@@ -147,6 +147,7 @@ class RegisterBlock : public BitfieldManager {
   using FieldId = FieldIn<Fields>;                  ///< one field, by its name
   using NumberedFields = NumberedFieldsIn<Fields>;  ///< a run of fields, by a pattern with '#'
 
+  /// As BitfieldManager's, and declares the fields of the table.
   RegisterBlock(const std::string& name, std::uint32_t baseAddress)
       : BitfieldManager(name, baseAddress) {
     AddBitfields(Fields);

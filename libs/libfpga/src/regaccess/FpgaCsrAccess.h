@@ -31,6 +31,7 @@ class FpgaCsrAccess {
   int Init();
   /// Unmaps the window. Gives 0, or -1 if it is not mapped or can't be unmapped.
   int Shutdown();
+  /// True while the window is mapped.
   bool IsInitialized() const;
 
   /// Reads a field into `*value`, which stays untouched on failure. Gives 0 or -1.
