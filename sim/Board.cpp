@@ -69,6 +69,8 @@ Board::Board() {
     registers.Attach(address_map::BaseOf(address_map::kSdiRx + path), sdiRx[path]);
     registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
     registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
+    registers.Attach(address_map::BaseOf(address_map::kDeembedder + path), deembedder[path]);
+    registers.Attach(address_map::BaseOf(address_map::kEmbedder + path), embedder[path]);
   }
   registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
 }

@@ -12,6 +12,8 @@
 #include "sim/SimulatedClock.h"
 #include "sim/SpiBus.h"
 #include "sim/VideoSignal.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioEmbedderModel.h"
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/DriverChainModel.h"
 #include "sim/models/EqualiserChainModel.h"
@@ -74,6 +76,10 @@ class Board {
   std::array<FramesyncModel, address_map::kPaths> framesync{
       FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
   RefDetectModel refDetect{mutex};
+  std::array<AudioDeembedderModel, address_map::kPaths> deembedder{_Deembedder(0), _Deembedder(1),
+                                                                   _Deembedder(2), _Deembedder(3)};
+  std::array<AudioEmbedderModel, address_map::kPaths> embedder{_Embedder(0), _Embedder(1),
+                                                               _Embedder(2), _Embedder(3)};
 
   // The SPI devices and the chips behind them.
   EqualiserChainModel equaliserChain{mutex, settings};
@@ -86,6 +92,12 @@ class Board {
 
   SdiRxModel _Receiver(std::uint32_t path) {
     return {mutex, clock, irqAggregator, address_map::kSdiRx + path};
+  }
+  AudioDeembedderModel _Deembedder(std::uint32_t path) {
+    return {mutex, irqAggregator, address_map::kDeembedder + path};
+  }
+  AudioEmbedderModel _Embedder(std::uint32_t path) {
+    return {mutex, irqAggregator, address_map::kEmbedder + path};
   }
 
   std::string filesFolder_;

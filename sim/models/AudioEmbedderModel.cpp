@@ -1,0 +1,53 @@
+#include "sim/models/AudioEmbedderModel.h"
+
+#include <stdexcept>
+
+#include "modules/AudioEmbedderRegs.h"
+
+namespace sim {
+namespace {
+
+// A field holds the line less this.
+constexpr std::uint32_t kLineOffset = 6;
+constexpr std::uint32_t kLastLine = 0xFFF + kLineOffset;
+
+}  // namespace
+
+AudioEmbedderModel::AudioEmbedderModel(BoardMutex& mutex, IrqAggregatorModel& aggregator,
+                                       std::uint32_t irqLine)
+    : FieldModel(mutex, audio_embedder_regs::kFields), aggregator_(aggregator), irqLine_(irqLine) {
+  Set("reset", 1);
+  Set("irqReset", 1);
+  Set("irqMask", 1);
+}
+
+void AudioEmbedderModel::RaiseErrors(std::uint32_t errors) {
+  const std::lock_guard lock(Mutex());
+  Set("errStatus", Get("errStatus") | errors);
+  _Update(1);
+}
+
+void AudioEmbedderModel::SetBurstLine(std::size_t pair, std::uint32_t line) {
+  if (line < kLineOffset || line > kLastLine) {
+    throw std::out_of_range("no line that an embedder can report");
+  }
+  Set(NumberedName("nonPcmLinePair#", pair + 1), line - kLineOffset);
+}
+
+void AudioEmbedderModel::OnStore(std::uint32_t offset, std::uint32_t written,
+                                 std::uint32_t /*before*/) {
+  if (Strobed("errClr", offset, written)) {
+    Set("errStatus", 0);
+  }
+  _Update(0);
+}
+
+void AudioEmbedderModel::_Update(std::uint32_t news) {
+  Set("embeddingIsActive", Get("reset") == 0 && Get("aesGrpEn") != 0 ? 1 : 0);
+  const bool cleared = Get("irqClr") != 0 || Get("irqReset") != 0;
+  const std::uint32_t pending = cleared ? 0 : Get("irqStatus") | news;
+  Set("irqStatus", pending);
+  aggregator_.SetLine(irqLine_, pending != 0 && Get("irqMask") == 0);
+}
+
+}  // namespace sim
