@@ -71,8 +71,20 @@ Board::Board() {
     registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
     registers.Attach(address_map::BaseOf(address_map::kDeembedder + path), deembedder[path]);
     registers.Attach(address_map::BaseOf(address_map::kEmbedder + path), embedder[path]);
+    registers.Attach(address_map::BaseOf(address_map::kInputClkGen + path), inputClkGen[path]);
+    registers.Attach(address_map::BaseOf(address_map::kInputPeakMeters + path),
+                     inputPeakMeters[path]);
   }
   registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
+  registers.Attach(address_map::BaseOf(address_map::kOutputClkGen), outputClkGen);
+  registers.Attach(address_map::BaseOf(address_map::kOutputPeakMeters), outputPeakMeters);
+  registers.Attach(address_map::BaseOf(address_map::kMadi), madi);
+  registers.Attach(address_map::BaseOf(address_map::kDante), dante);
+  registers.Attach(address_map::BaseOf(address_map::kAesRx), aesRx);
+  registers.Attach(address_map::BaseOf(address_map::kAesTx), aesTx);
+  for (FieldModel* plain : {&dante, &aesTx}) {
+    plain->Set("reset", 1);  // as every core powers up
+  }
 }
 
 Board& Board::Get() {

@@ -5,6 +5,9 @@
 #include <string>
 
 #include "modules/AddressMap.h"
+#include "modules/AesTxRegs.h"
+#include "modules/DanteCoreInterfaceRegs.h"
+#include "sim/FieldModel.h"
 #include "sim/LogRecords.h"
 #include "sim/RegisterFile.h"
 #include "sim/Settings.h"
@@ -12,13 +15,18 @@
 #include "sim/SimulatedClock.h"
 #include "sim/SpiBus.h"
 #include "sim/VideoSignal.h"
+#include "sim/models/AesRxModel.h"
 #include "sim/models/AudioDeembedderModel.h"
 #include "sim/models/AudioEmbedderModel.h"
+#include "sim/models/AudioInputClkGenModel.h"
+#include "sim/models/AudioOutputClkGenModel.h"
+#include "sim/models/AudioPeakMeterModel.h"
 #include "sim/models/CrosspointModel.h"
 #include "sim/models/DriverChainModel.h"
 #include "sim/models/EqualiserChainModel.h"
 #include "sim/models/FramesyncModel.h"
 #include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/MadiModel.h"
 #include "sim/models/RefDetectModel.h"
 #include "sim/models/SdiRxModel.h"
 #include "sim/models/SdiTxModel.h"
@@ -80,6 +88,18 @@ class Board {
                                                                    _Deembedder(2), _Deembedder(3)};
   std::array<AudioEmbedderModel, address_map::kPaths> embedder{_Embedder(0), _Embedder(1),
                                                                _Embedder(2), _Embedder(3)};
+  std::array<AudioInputClkGenModel, address_map::kPaths> inputClkGen{
+      AudioInputClkGenModel(mutex), AudioInputClkGenModel(mutex), AudioInputClkGenModel(mutex),
+      AudioInputClkGenModel(mutex)};
+  std::array<AudioPeakMeterModel, address_map::kPaths> inputPeakMeters{
+      AudioPeakMeterModel(mutex, 1), AudioPeakMeterModel(mutex, 1), AudioPeakMeterModel(mutex, 1),
+      AudioPeakMeterModel(mutex, 1)};
+  AudioOutputClkGenModel outputClkGen{mutex, irqAggregator, address_map::kOutputClkGen};
+  AudioPeakMeterModel outputPeakMeters{mutex, 4};
+  MadiModel madi{mutex};
+  FieldModel dante{mutex, dante_core_interface_regs::kFields};
+  AesRxModel aesRx{mutex, irqAggregator, address_map::kAesRx};
+  FieldModel aesTx{mutex, aes_tx_regs::kFields};
 
   // The SPI devices and the chips behind them.
   EqualiserChainModel equaliserChain{mutex, settings};

@@ -33,3 +33,13 @@ AudioChannelInfo::AudioType AudioTypeOfBurst(std::uint32_t dataType) {
       return OtherNonPcm;
   }
 }
+
+std::uint32_t NonPcmChannels(const AudioTypeArray& types) {
+  std::uint32_t channels = 0;
+  for (std::size_t pair = 0; pair < types.size(); ++pair) {
+    if (types[pair] != AudioChannelInfo::AudioType::Pcm) {
+      channels |= 3U << 2 * pair;
+    }
+  }
+  return channels;
+}

@@ -80,3 +80,6 @@ using MadiAudioTypeArray = std::array<AudioTypeArray, 4>;
 
 /// The audio type that the 5-bit data type of a burst announces (SMPTE ST 337).
 AudioChannelInfo::AudioType AudioTypeOfBurst(std::uint32_t dataType);
+
+/// The channels of a link that carry no PCM: channel 0 at bit 0, both of a pair alike.
+std::uint32_t NonPcmChannels(const AudioTypeArray& types);

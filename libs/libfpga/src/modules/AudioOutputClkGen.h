@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "modules/AudioOutputClkGenRegs.h"
+#include "regaccess/BitfieldManager.h"
+
+/// The clock generator of the audio output. It latches the errors of its clock.
+///
+/// The error flags share their word with `reset` and clear on a written 1: a write to any field of
+/// that word clears those that were set when the word was read.
+///
+/// Thread-safe: there is no state beside the registers. A sequence of accesses is not atomic.
+class AudioOutputClkGen : public RegisterBlock<audio_output_clk_gen_regs::kFields> {
+ public:
+  /// Leaves the core untouched. `irqNumber` is its line at the interrupt aggregator.
+  AudioOutputClkGen(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
+                    std::uint64_t irqNumber);
+
+  /// Stops the clock, after an Info line with the name.
+  void HoldInReset();
+  /// Lets the clock run.
+  void ReleaseFromReset();
+  /// HoldInReset, then ReleaseFromReset, without a delay between.
+  void ResetAndRelease();
+  /// Unmasks or masks all interrupt sources of the core. The aggregator's line is another matter.
+  void UnmaskIrq();
+  void MaskIrq();
+  /// Clears what is pending and, if there was anything, checks the errors and gives true.
+  bool HandleIrq();
+  /// Logs each error flag that is set at Info and clears all of them. Gives false, with nothing
+  /// written, if none was set.
+  bool CheckErrors();
+
+  /// Number of the line at the interrupt aggregator.
+  std::uint64_t GetIrqNumber() const { return irqNumber_; }
+  /// The module's name.
+  const std::string& GetName() const { return name_; }
+  /// Byte offset of the core's registers in the window.
+  std::uint32_t GetBaseAddress() const { return baseAddress_; }
+  /// The number that its owner gave it.
+  std::uint64_t GetIndex() const { return index_; }
+
+ private:
+  const std::string name_;
+  const std::uint32_t baseAddress_;
+  const std::uint64_t index_;
+  const std::uint64_t irqNumber_;
+};

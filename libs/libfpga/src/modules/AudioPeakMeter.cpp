@@ -1,0 +1,47 @@
+#include "modules/AudioPeakMeter.h"
+
+namespace {
+
+constexpr std::size_t kChannelsPerLink = 16;
+
+}  // namespace
+
+AudioPeakMeter::AudioPeakMeter(const std::string& name, std::uint32_t baseAddress,
+                               std::uint64_t index, std::uint32_t numLinks)
+    : RegisterBlock(name, baseAddress),
+      name_(name),
+      baseAddress_(baseAddress),
+      index_(index),
+      numLinks_(numLinks) {
+}
+
+void AudioPeakMeter::HoldInReset() {
+  WriteBitfield("reset", 1);
+}
+
+void AudioPeakMeter::ReleaseFromReset() {
+  WriteBitfield("reset", 0);
+}
+
+void AudioPeakMeter::ResetAndRelease() {
+  HoldInReset();
+  ReleaseFromReset();
+}
+
+void AudioPeakMeter::ReadNumLinks() {
+  (void)ReadBitfield("num_audio_links", &numLinks_);  // a refusal is logged there
+}
+
+void AudioPeakMeter::SwitchBank() {
+  WriteBitfield("switch_bank", 1);
+}
+
+void AudioPeakMeter::ReadPeaks(std::vector<std::uint32_t>& peaks) {
+  const bool inReset = ReadBitfield("reset") != 0;
+  peaks.clear();
+  const std::size_t channels = numLinks_ * kChannelsPerLink;
+  peaks.reserve(channels);
+  for (std::size_t i = 0; i < channels; ++i) {
+    peaks.push_back(inReset ? 0 : ReadBitfield("peak_data"));
+  }
+}

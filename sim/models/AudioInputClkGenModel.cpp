@@ -1,0 +1,25 @@
+#include "sim/models/AudioInputClkGenModel.h"
+
+#include "modules/AudioInputClkGenRegs.h"
+
+namespace sim {
+
+AudioInputClkGenModel::AudioInputClkGenModel(BoardMutex& mutex)
+    : FieldModel(mutex, audio_input_clk_gen_regs::kFields) {
+  Set("reset", 1);
+  Set("irqMask", 7);
+}
+
+void AudioInputClkGenModel::RaiseIrq(std::uint32_t sources) {
+  const std::lock_guard lock(Mutex());
+  Set("irqStatus", Get("irqStatus") | sources);
+}
+
+void AudioInputClkGenModel::OnStore(std::uint32_t offset, std::uint32_t written,
+                                    std::uint32_t /*before*/) {
+  if (offset == Row("irqClr").byteOffset) {
+    Set("irqStatus", Get("irqStatus") & ~written);
+  }
+}
+
+}  // namespace sim
