@@ -8,6 +8,8 @@ jobs=$(nproc)
 packages_build=(g++ cmake ninja-build pkg-config libasio-dev libgpiod-dev)
 packages_test=("${packages_build[@]}" libgtest-dev)
 packages_bench=("${packages_build[@]}" libbenchmark-dev)
+packages_board=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
+  libgpiod-dev:arm64 libgtest-dev:arm64 libstdc++6:arm64 qemu-user-static dpkg-dev go-md2man)
 packages_lint=("${packages_test[@]}" libbenchmark-dev clang-format-14 clang-tidy-14 tmux)
 
 # Objects that another checkout or another build folder has compiled serve here too.
@@ -51,13 +53,18 @@ _CountSteps() {
   done
 }
 
-# need PACKAGE...: installs those that are missing. With nothing missing it asks nobody but dpkg.
+# need PACKAGE...: installs those that are missing; a package of another architecture has that
+# behind a colon. With nothing missing it asks nobody but dpkg.
 need() {
   command -v dpkg-query >/dev/null || return 0 # no Debian: what is missing shows when it is called
-  local present package missing=()
-  present=" $(dpkg-query -W -f '${Package}=${db:Status-Status} ' "$@" 2>/dev/null || true)"
+  local present package foreign missing=() own
+  own=$(dpkg --print-architecture)
+  present=" $(dpkg-query -W -f '${Package}:${Architecture}=${db:Status-Status} ' \
+    "$@" 2>/dev/null || true)"
+  present=${present//:all=/:$own=}
   for package in "$@"; do
-    [[ $present == *" $package=installed "* ]] || missing+=("$package")
+    [[ $package == *:* ]] && foreign=${package#*:} || foreign=$own
+    [[ $present == *" ${package%:*}:$foreign=installed "* ]] || missing+=("$package")
   done
   ((${#missing[@]})) || return 0
   if ((EUID != 0)) && ! command -v sudo >/dev/null; then
@@ -68,15 +75,23 @@ need() {
 }
 
 _Install() {
+  local foreign
+  for foreign in $(printf '%s\n' "$@" | sed -n 's/.*://p' | sort -u); do
+    dpkg --print-foreign-architectures | grep -qx "$foreign" ||
+      _AsRoot dpkg --add-architecture "$foreign"
+  done
   _Apt install -y --no-install-recommends "$@" ||
     { _Apt update && _Apt install -y --no-install-recommends "$@"; }
 }
 
 _Apt() {
+  _AsRoot env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 "$@"
+}
+
+_AsRoot() {
   local as_root=()
   ((EUID == 0)) || as_root=(sudo)
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get -q -o DPkg::Lock::Timeout=300 "$@"
+  "${as_root[@]}" "$@"
 }
 
 # configure PRESET [cmake option...]

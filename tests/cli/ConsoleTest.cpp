@@ -24,6 +24,7 @@
 #include <string_view>
 
 #include "TemporaryFolder.h"
+#include "support/Emulator.h"
 
 namespace {
 
@@ -148,7 +149,7 @@ class Child {
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     if (chdir(folder.Path().c_str()) == 0) {
-      execl(CONSOLE_CHILD, CONSOLE_CHILD, nullptr);
+      ExecuteProgram(CONSOLE_CHILD);
     }
     _exit(126);
   }

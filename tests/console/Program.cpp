@@ -26,6 +26,8 @@
 #include <system_error>
 #include <utility>
 
+#include "support/Emulator.h"
+
 namespace {
 
 using std::chrono::steady_clock;
@@ -93,7 +95,7 @@ void RefuseSystemCall(long number) {
   for (const char* sanitizer : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
     (void)setenv(sanitizer, "handle_segv=0:handle_sigbus=0:handle_abort=0", 1);
   }
-  execl(options.program, options.program, nullptr);
+  ExecuteProgram(options.program);
   _exit(127);
 }
 
