@@ -1,5 +1,7 @@
 #include "sim/models/AudioOutputClkGenModel.h"
 
+#include <utility>
+
 #include "modules/AudioOutputClkGenRegs.h"
 
 namespace sim {

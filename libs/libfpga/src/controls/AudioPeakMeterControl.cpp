@@ -18,10 +18,9 @@ constexpr int kHighest = 0;               // dB
 
 std::int32_t Smooth(std::int32_t level, std::int32_t peak) {
   const std::int64_t rise = std::int64_t{peak} - level;
-  if (rise > 0) {
-    return level + SaturateCast<std::int32_t>(static_cast<float>(rise) * kAttack);
-  }
-  return level - SaturateCast<std::int32_t>(static_cast<float>(-rise) * kRelease);
+  const float step = static_cast<float>(rise) * (rise > 0 ? kAttack : kRelease);
+  // A part of the difference: the sum lies between the two.
+  return static_cast<std::int32_t>(level + SaturateCast<std::int64_t>(step));
 }
 
 std::int16_t ReadingOf(std::uint32_t level) {
