@@ -74,6 +74,8 @@ Board::Board() {
     registers.Attach(address_map::BaseOf(address_map::kInputClkGen + path), inputClkGen[path]);
     registers.Attach(address_map::BaseOf(address_map::kInputPeakMeters + path),
                      inputPeakMeters[path]);
+    registers.Attach(address_map::BaseOf(address_map::kAudioDelay + path), audioDelay[path]);
+    registers.Attach(address_map::BaseOf(address_map::kAudioDelaySrc + path), audioDelaySrc[path]);
   }
   registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
   registers.Attach(address_map::BaseOf(address_map::kOutputClkGen), outputClkGen);

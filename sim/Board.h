@@ -17,6 +17,8 @@
 #include "sim/VideoSignal.h"
 #include "sim/models/AesRxModel.h"
 #include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioDelayModel.h"
+#include "sim/models/AudioDelaySrcModel.h"
 #include "sim/models/AudioEmbedderModel.h"
 #include "sim/models/AudioInputClkGenModel.h"
 #include "sim/models/AudioOutputClkGenModel.h"
@@ -83,6 +85,11 @@ class Board {
                                                     SdiTxModel(mutex), SdiTxModel(mutex)};
   std::array<FramesyncModel, address_map::kPaths> framesync{
       FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
+  std::array<AudioDelayModel, address_map::kPaths> audioDelay{
+      AudioDelayModel(mutex, clock), AudioDelayModel(mutex, clock), AudioDelayModel(mutex, clock),
+      AudioDelayModel(mutex, clock)};
+  std::array<AudioDelaySrcModel, address_map::kPaths> audioDelaySrc{_Converter(0), _Converter(1),
+                                                                    _Converter(2), _Converter(3)};
   RefDetectModel refDetect{mutex};
   std::array<AudioDeembedderModel, address_map::kPaths> deembedder{_Deembedder(0), _Deembedder(1),
                                                                    _Deembedder(2), _Deembedder(3)};
@@ -118,6 +125,9 @@ class Board {
   }
   AudioEmbedderModel _Embedder(std::uint32_t path) {
     return {mutex, irqAggregator, address_map::kEmbedder + path};
+  }
+  AudioDelaySrcModel _Converter(std::uint32_t path) {
+    return {mutex, clock, audioDelay.at(path), irqAggregator, address_map::kAudioDelaySrc + path};
   }
 
   std::string filesFolder_;

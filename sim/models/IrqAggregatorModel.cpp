@@ -1,5 +1,7 @@
 #include "sim/models/IrqAggregatorModel.h"
 
+#include <utility>
+
 #include "modules/IrqHandlerRegs.h"
 
 namespace sim {
@@ -37,6 +39,17 @@ void IrqAggregatorModel::Pulse(std::uint32_t line) {
   const std::lock_guard lock(Mutex());
   SetLine(line, true);
   SetLine(line, false);
+}
+
+void IrqAggregatorModel::AddSource(std::function<void()> follow) {
+  const std::lock_guard lock(Mutex());
+  sources_.push_back(std::move(follow));
+}
+
+void IrqAggregatorModel::OnLoad(std::uint32_t /*offset*/) {
+  for (const auto& follow : sources_) {
+    follow();
+  }
 }
 
 void IrqAggregatorModel::OnStore(std::uint32_t offset, std::uint32_t written,

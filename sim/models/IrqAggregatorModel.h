@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 #include "sim/FieldModel.h"
 
@@ -18,16 +20,22 @@ class IrqAggregatorModel : public FieldModel {
 
   /// Raises or lowers an input line, 0 to 255. Its status stays latched until it is cleared.
   void SetLine(std::uint32_t line, bool raised);
+  /// Adds a source that raises its line as time passes: `follow` is called before each load, with
+  /// the board's lock held, to bring the line up to date.
+  void AddSource(std::function<void()> follow);
   /// Raises a line for a moment: a pulse.
   void Pulse(std::uint32_t line);
 
  protected:
+  void OnLoad(std::uint32_t offset) override;
   void OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) override;
 
  private:
   void _UpdateOutput();
 
-  std::array<std::uint32_t, kLines / 32> raised_{};  // guarded by the board's lock
+  // Guarded by the board's lock.
+  std::array<std::uint32_t, kLines / 32> raised_{};
+  std::vector<std::function<void()>> sources_;
 };
 
 }  // namespace sim
