@@ -31,10 +31,10 @@ void AudioDeembedderDriverControl::HandleIrq() {
 }
 
 void AudioDeembedderDriverControl::UpdatePairTypes() {
-  for (std::uint8_t p = 0; p < destInfo_.size() / 2; ++p) {
-    const AudioType type = GetPairType(p);
-    const ChInfoPtr& even = destInfo_[2 * std::size_t{p}];
-    const ChInfoPtr& odd = destInfo_[2 * std::size_t{p} + 1];
+  for (std::size_t p = 0; p < destInfo_.size() / 2; ++p) {
+    const AudioType type = GetPairType(static_cast<std::uint8_t>(p));
+    const ChInfoPtr& even = destInfo_[2 * p];
+    const ChInfoPtr& odd = destInfo_[2 * p + 1];
     if (even && odd) {
       even->SetAudioType(type);
       odd->SetAudioType(type);
