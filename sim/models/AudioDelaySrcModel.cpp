@@ -63,7 +63,11 @@ void AudioDelaySrcModel::_Follow() {
   if (Get("irq_clr") != 0) {
     Set("irq_status", 0);
   }
-  aggregator_.SetLine(irqLine_, Get("irq_status") != 0 && Get("irq_mask") == 0);
+  const bool raised = Get("irq_status") != 0 && Get("irq_mask") == 0;
+  if (raised != raised_) {
+    raised_ = raised;
+    aggregator_.SetLine(irqLine_, raised);
+  }
 }
 
 void AudioDelaySrcModel::_Tick(Time now) {

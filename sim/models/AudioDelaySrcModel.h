@@ -46,6 +46,7 @@ class AudioDelaySrcModel : public FieldModel {
   // Guarded by the board's lock.
   Time tickedAt_;
   std::optional<Adjustment> adjustment_;
+  bool raised_ = false;  // the line
 };
 
 }  // namespace sim

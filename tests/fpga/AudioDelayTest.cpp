@@ -115,10 +115,14 @@ TEST_F(AudioDelayTest, SetupNeedsDramForAChunk) {
 }
 
 TEST_F(AudioDelayTest, DelaysGoToTheRegistersOfTheirChannel) {
-  for (const auto& [channel, offset] : {std::pair{0, 0x28U}, {1, 0x34U}, {15, 0xDCU}}) {
-    core.SetWord(offset, 0xF0000000);
-    EXPECT_EQ(StoresOf([&] { delay.SetChannelDelay(static_cast<std::uint8_t>(channel), 2.0F); }),
-              (std::vector{Stored(kBase + offset, 0xF0000060)}));
+  const struct {
+    std::uint8_t channel;
+    std::uint32_t offset;
+  } cases[] = {{0, 0x28}, {1, 0x34}, {15, 0xDC}};
+  for (const auto& c : cases) {
+    core.SetWord(c.offset, 0xF0000000);
+    EXPECT_EQ(StoresOf([&] { delay.SetChannelDelay(c.channel, 2.0F); }),
+              (std::vector{Stored(kBase + c.offset, 0xF0000060)}));
   }
   EXPECT_EQ(board.log.WithoutOrigins(),
             (std::vector<LogRecord>{{7,
