@@ -44,7 +44,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Microseconds = std::chrono::duration<double, std::micro>;
 
-constexpr std::uint32_t kBase = 0x2500000;
+// Control and status end a cache line, and the coefficients' registers begin the next one: a look
+// at the toggle doesn't slow the writer down.
+constexpr std::uint32_t kBase = 0x2500000 - 8;
 constexpr std::uint32_t kLinks = 17;
 constexpr std::uint32_t kToggle = 2;
 constexpr int kRounds = 500;
@@ -128,19 +130,16 @@ class BareMixer {
   std::thread thread_;
 };
 
-// Looks at the control word now and then: looking all the time would slow the writer down.
 template <typename Control>
 void AwaitToggle(Control&& control) {
   while ((control() & kToggle) == 0) {
-    for (int i = 0; i < 2000; ++i) {
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
+    std::this_thread::yield();
   }
 }
 
-// Lets the thread that has just asked for a swap get back to its wait.
+// Lets a thread that has just started, or asked for a swap, get to its wait.
 void Settle() {
-  std::this_thread::sleep_for(std::chrono::microseconds(200));
+  std::this_thread::sleep_for(std::chrono::microseconds(500));
 }
 
 void ReportMixer(AudioMixer& mixer, BareMixer& bare) {
@@ -195,7 +194,8 @@ int main() {
     (void)mixer.BuildRoute(route);  // in range, too
   }
   BareMixer bare;
-  Settle();
+  std::this_thread::sleep_for(
+      std::chrono::milliseconds(100));  // the threads start, one with a line
   ReportMixer(mixer, bare);
   return 0;
 }

@@ -76,6 +76,7 @@ Board::Board() {
                      inputPeakMeters[path]);
     registers.Attach(address_map::BaseOf(address_map::kAudioDelay + path), audioDelay[path]);
     registers.Attach(address_map::BaseOf(address_map::kAudioDelaySrc + path), audioDelaySrc[path]);
+    registers.Attach(address_map::BaseOf(address_map::kInputMixer + path), inputMixer[path]);
   }
   registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
   registers.Attach(address_map::BaseOf(address_map::kOutputClkGen), outputClkGen);
@@ -84,6 +85,7 @@ Board::Board() {
   registers.Attach(address_map::BaseOf(address_map::kDante), dante);
   registers.Attach(address_map::BaseOf(address_map::kAesRx), aesRx);
   registers.Attach(address_map::BaseOf(address_map::kAesTx), aesTx);
+  registers.Attach(address_map::BaseOf(address_map::kMainMixer), mainMixer);
   for (FieldModel* plain : {&dante, &aesTx}) {
     plain->Set("reset", 1);  // as every core powers up
   }

@@ -21,6 +21,7 @@
 #include "sim/models/AudioDelaySrcModel.h"
 #include "sim/models/AudioEmbedderModel.h"
 #include "sim/models/AudioInputClkGenModel.h"
+#include "sim/models/AudioMixerModel.h"
 #include "sim/models/AudioOutputClkGenModel.h"
 #include "sim/models/AudioPeakMeterModel.h"
 #include "sim/models/CrosspointModel.h"
@@ -107,6 +108,9 @@ class Board {
   FieldModel dante{mutex, dante_core_interface_regs::kFields};
   AesRxModel aesRx{mutex, irqAggregator, address_map::kAesRx};
   FieldModel aesTx{mutex, aes_tx_regs::kFields};
+  std::array<AudioMixerModel, address_map::kPaths> inputMixer{_InputMixer(), _InputMixer(),
+                                                              _InputMixer(), _InputMixer()};
+  AudioMixerModel mainMixer{mutex, AudioMixerModel::Version::kLarge, 17};
 
   // The SPI devices and the chips behind them.
   EqualiserChainModel equaliserChain{mutex, settings};
@@ -129,6 +133,7 @@ class Board {
   AudioDelaySrcModel _Converter(std::uint32_t path) {
     return {mutex, clock, audioDelay.at(path), irqAggregator, address_map::kAudioDelaySrc + path};
   }
+  AudioMixerModel _InputMixer() { return {mutex, AudioMixerModel::Version::kSmall, 1}; }
 
   std::string filesFolder_;
   std::unique_ptr<SignalFile> signalFile_;  // in a board with a folder; guarded by its lock

@@ -18,7 +18,7 @@ inline constexpr std::array<Field, 10> kFields{{
   {"num_links",        0x04,  2,  8, Access::kReadOnly},
   {"coeff_side",       0x04,  1,  1, Access::kReadOnly},   // the side that the audio uses
   {"toggle_bit",       0x04,  0,  1, Access::kReadOnly},   // 1 while a swap is pending
-  {"coeff_addr",       0x08,  0, 16},                      // of the next word; advances by itself
+  {"coeff_addr",       0x08,  0, 16},                      // where the next words go, upwards
   {"coeff_data",       0x0C,  0, 32},                      // small version: a whole word
   {"coeff_data_msw",   0x0C,  0, 32, Access::kReadWrite, true},  // large version: source id
   {"coeff_data_lsw",   0x10,  0, 32},                      // large version: gain, ends the word
