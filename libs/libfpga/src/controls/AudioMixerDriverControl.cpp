@@ -205,7 +205,8 @@ int AudioMixerDriverControl::_BuildAndLinkRoute(const RoutePtr& route) {
     return -1;
   }
   route->SetDestChInfo(destInfo_[destLink][destChannel]);
-  for (std::uint8_t i = 0; i < route->GetNumSrc(); ++i) {
+  const auto numSrc = static_cast<std::uint8_t>(route->GetNumSrc());  // at most 16
+  for (std::uint8_t i = 0; i < numSrc; ++i) {
     std::uint8_t link = 0;
     std::uint8_t channel = 0;
     if (route->GetLink(i, &link) != 0 || route->GetChannel(i, &channel) != 0) {
