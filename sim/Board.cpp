@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "modules/AddressMap.h"
+#include "sim/BurstPosition.h"
 
 namespace sim {
 namespace {
@@ -39,6 +40,17 @@ void CreateInventoryFiles(const Board& board) {
       std::ofstream{path};
     }
   }
+}
+
+// What a pair shows on its meters: PCM is a tone of -18 dB of full scale, the alignment level (EBU
+// R 68), and bursts look like noise near full scale.
+std::uint32_t LevelOf(const AudioPair& audio) {
+  constexpr std::uint32_t kAlignmentLevel = 1056067;
+  constexpr std::uint32_t kBurstLevel = 8000000;
+  if (!audio.present) {
+    return 0;
+  }
+  return audio.line == 0 ? kAlignmentLevel : kBurstLevel;
 }
 
 // The rate as the cable equalisers number it.
@@ -76,9 +88,12 @@ Board::Board() {
                      inputPeakMeters[path]);
     registers.Attach(address_map::BaseOf(address_map::kAudioDelay + path), audioDelay[path]);
     registers.Attach(address_map::BaseOf(address_map::kAudioDelaySrc + path), audioDelaySrc[path]);
+    embedder[path].FollowBursts(
+        [this, path](std::uint32_t pair) { return BurstLineAt(*this, path, pair); });
     registers.Attach(address_map::BaseOf(address_map::kInputMixer + path), inputMixer[path]);
   }
   registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
+  registers.Attach(address_map::BaseOf(address_map::kAudioPath), audioPath);
   registers.Attach(address_map::BaseOf(address_map::kOutputClkGen), outputClkGen);
   registers.Attach(address_map::BaseOf(address_map::kOutputPeakMeters), outputPeakMeters);
   registers.Attach(address_map::BaseOf(address_map::kMadi), madi);
@@ -131,7 +146,8 @@ void Board::UseFolder(const std::string& folder) {
         refDetect.SetReference(
             reference == 0 ? RefDetectModel::Input::kFirst : RefDetectModel::Input::kSecond,
             standardId);
-      });
+      },
+      [this](std::uint32_t line, const AudioPair& audio) { PlugAes(line, audio); });
   registers.BeforeLoad([this] { signalFile_->Poll(); });
 }
 
@@ -139,6 +155,17 @@ void Board::Plug(std::uint32_t input, const VideoSignal& signal) {
   const std::lock_guard lock(mutex);
   sdiRx.at(input).Plug(signal);
   equaliserChain.SetSignal(input, signal.IsPresent(), EqualiserRate(signal.Standard().sdiRate));
+  for (std::uint32_t pair = 0; pair < signal.audio.size(); ++pair) {
+    AudioPair audio = signal.audio[pair];
+    audio.present = audio.present && signal.IsPresent();
+    deembedder[input].Plug(pair, audio);
+    inputPeakMeters[input].SetLevel(2 * pair, LevelOf(audio));
+    inputPeakMeters[input].SetLevel(2 * pair + 1, LevelOf(audio));
+  }
+}
+
+void Board::PlugAes(std::uint32_t line, const AudioPair& audio) {
+  aesRx.Plug(line, audio);
 }
 
 void Board::UseFilesFolder(const std::string& folder) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/AudioPathRegs.h"
 #include "modules/AddressMap.h"
 #include "modules/AesTxRegs.h"
 #include "modules/DanteCoreInterfaceRegs.h"
@@ -65,6 +66,9 @@ class Board {
   /// std::out_of_range.
   void Plug(std::uint32_t input, const VideoSignal& signal);
 
+  /// Plugs a signal into an AES3 line, 0 to 7. Throws std::out_of_range.
+  void PlugAes(std::uint32_t line, const AudioPair& audio);
+
   /// Maps the register window: an address range of its own that nothing but LoadWord and StoreWord
   /// can reach. Null with errno set if the settings say so.
   volatile void* MapWindow(std::size_t bytes);
@@ -92,6 +96,7 @@ class Board {
   std::array<AudioDelaySrcModel, address_map::kPaths> audioDelaySrc{_Converter(0), _Converter(1),
                                                                     _Converter(2), _Converter(3)};
   RefDetectModel refDetect{mutex};
+  FieldModel audioPath{mutex, audio_path_regs::kFields};
   std::array<AudioDeembedderModel, address_map::kPaths> deembedder{_Deembedder(0), _Deembedder(1),
                                                                    _Deembedder(2), _Deembedder(3)};
   std::array<AudioEmbedderModel, address_map::kPaths> embedder{_Embedder(0), _Embedder(1),

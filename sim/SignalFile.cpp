@@ -3,6 +3,7 @@
 #include <strings.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +33,16 @@ constexpr std::array kDefaultReferences{
     std::pair{"ref2", "none"},
 };
 
+// The 5-bit data types of bursts that have a name here (SMPTE ST 338).
+constexpr std::array kBurstTypes{
+    std::pair{"dolby-e", 28U},
+    std::pair{"ac-3", 1U},
+    std::pair{"e-ac-3", 16U},
+};
+constexpr std::uint32_t kLastBurstType = 31;
+constexpr std::uint32_t kLastLine = 2047;  // of 11 bits (SMPTE ST 292)
+constexpr std::uint32_t kAesLines = 8;
+
 void WriteDefaultSignals(const std::string& path) {
   std::ofstream file(path);
   file
@@ -39,11 +50,19 @@ void WriteDefaultSignals(const std::string& path) {
 # program runs.
 #
 #   sdi0 = <standard>[, st352 none | st352 <word>][, crc <errors per second>]
+#          [, pair <0 to 7> <audio>]...
 #
 # The standard is a name or an id of the list below, or "none" for an input without a signal. A name
 # that stands there more than once means the first one. The signal carries the standard's own
 # SMPTE ST 352 payload identifier, unless the line has another one (as st352 0x2180C998) or none.
 # A line that isn't understood is named in log.txt and leaves its input as it is.
+#
+# Its 8 pairs of audio channels carry PCM unless the line says otherwise: none, pcm, or the bursts of
+# dolby-e, ac-3, e-ac-3 or data <type>, which may tell the video line in which they start, as in
+# "pair 0 dolby-e line 13". The AES3 lines carry the same; they are "none" unless a line says
+# otherwise.
+#
+#   aes1 = <audio>
 #
 #   ref1 = <standard>
 #
@@ -95,23 +114,74 @@ int ParseStandard(const std::string& text) {
   throw std::invalid_argument("no such standard");
 }
 
-void ParseDetail(const std::string& text, VideoSignal& signal) {
+// Cuts the first word off: the word, and what follows it.
+std::pair<std::string, std::string> FirstWord(const std::string& text) {
   const std::size_t blank = text.find(' ');
-  const std::string word = text.substr(0, blank);
-  const std::string value =
-      blank == std::string::npos ? "" : std::string(Trimmed(text.substr(blank)));
+  if (blank == std::string::npos) {
+    return {text, ""};
+  }
+  return {text.substr(0, blank), std::string(Trimmed(std::string_view(text).substr(blank)))};
+}
+
+void ParsePair(const std::string& text, VideoSignal& signal) {
+  const auto [number, audio] = FirstWord(text);
+  const std::uint32_t pair = ParseNumber(number);
+  if (pair >= signal.audio.size()) {
+    throw std::invalid_argument("no such pair");
+  }
+  signal.audio[pair] = ParseAudioPair(audio, signal.Standard().auxLines);
+}
+
+void ParseDetail(const std::string& text, VideoSignal& signal) {
+  const auto [word, value] = FirstWord(text);
   if (word == "st352" && value == "none") {
     signal.st352.reset();
   } else if (word == "st352") {
     signal.st352 = ParseNumber(value);
   } else if (word == "crc") {
     signal.crcErrorsPerSecond = ParseNumber(value);
+  } else if (word == "pair") {
+    ParsePair(value, signal);
   } else {
-    throw std::invalid_argument("neither st352 nor crc");
+    throw std::invalid_argument("neither st352 nor crc nor pair");
   }
 }
 
 }  // namespace
+
+AudioPair ParseAudioPair(const std::string& text, std::uint32_t defaultLine) {
+  auto [kind, rest] = FirstWord(text);
+  if (rest.empty() && SameLetters(kind, "none")) {
+    return {.present = false};
+  }
+  if (rest.empty() && SameLetters(kind, "pcm")) {
+    return {};
+  }
+  AudioPair pair{.line = std::max(defaultLine, 1U)};
+  const auto* known =
+      std::find_if(kBurstTypes.begin(), kBurstTypes.end(),
+                   [&kind = kind](const auto& burst) { return SameLetters(kind, burst.first); });
+  if (known != kBurstTypes.end()) {
+    pair.burstType = known->second;
+  } else if (SameLetters(kind, "data")) {
+    const auto [type, behind] = FirstWord(rest);
+    pair.burstType = ParseNumber(type);
+    rest = behind;
+  } else {
+    throw std::invalid_argument("no such audio");
+  }
+  if (!rest.empty()) {
+    const auto [word, line] = FirstWord(rest);
+    pair.line = ParseNumber(line);
+    if (word != "line" || pair.line == 0 || pair.line > kLastLine) {
+      throw std::invalid_argument("no such line");
+    }
+  }
+  if (pair.burstType > kLastBurstType) {
+    throw std::invalid_argument("no such type of data");
+  }
+  return pair;
+}
 
 VideoSignal ParseSignal(const std::string& text) {
   std::size_t comma = text.find(',');
@@ -127,12 +197,13 @@ VideoSignal ParseSignal(const std::string& text) {
 }
 
 SignalFile::SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log,
-                       PlugFunction plug, ReferenceFunction refer)
+                       PlugFunction plug, ReferenceFunction refer, AesFunction plugAes)
     : path_(std::move(path)),
       clock_(clock),
       log_(log),
       plug_(std::move(plug)),
-      refer_(std::move(refer)) {
+      refer_(std::move(refer)),
+      plugAes_(std::move(plugAes)) {
   if (!std::filesystem::exists(path_)) {
     WriteDefaultSignals(path_);
   }
@@ -185,6 +256,18 @@ void SignalFile::_Apply(const std::string& key, const std::string& value) {
     const int id = ParseStandard(value);
     if (id != std::exchange(references_[key], id)) {
       refer_(reference, id);
+    }
+    return;
+  }
+  for (std::uint32_t line = 0; line < kAesLines; ++line) {
+    if (key != "aes" + std::to_string(line + 1)) {
+      continue;
+    }
+    const AudioPair audio = ParseAudioPair(value, 1);
+    const auto known = aesLines_.find(key);
+    if (known == aesLines_.end() || known->second != audio) {
+      aesLines_[key] = audio;
+      plugAes_(line, audio);
     }
     return;
   }

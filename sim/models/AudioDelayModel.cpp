@@ -43,6 +43,13 @@ void AudioDelayModel::SetValidOutputs(std::uint16_t channels) {
   Set("output_valid_after_reset", _Runs() ? channels : 0);
 }
 
+std::uint32_t AudioDelayModel::DelayOf(std::uint32_t channel) {
+  const std::lock_guard lock(Mutex());
+  _Follow();
+  const std::int64_t delay = channels_.at(channel).delay;
+  return _Runs() ? static_cast<std::uint32_t>(std::max<std::int64_t>(delay, 0)) : 0;
+}
+
 void AudioDelayModel::Drift(std::int32_t samples) {
   const std::lock_guard lock(Mutex());
   _Follow();

@@ -27,6 +27,10 @@ class AudioDelayModel : public FieldModel {
   /// The channels whose output is valid while the core runs, a bit each: all of them at first.
   void SetValidOutputs(std::uint16_t channels);
 
+  /// The delay that a channel, 0 to 15, has now, in samples at 48 kHz; 0 while the core is held in
+  /// reset. Throws std::out_of_range.
+  std::uint32_t DelayOf(std::uint32_t channel);
+
   /// Changes the delay of all channels that go through the sample-rate converter by so many
   /// samples, at once: what the clocks of input and output have drifted apart.
   void Drift(std::int32_t samples);

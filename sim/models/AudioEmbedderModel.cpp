@@ -1,6 +1,8 @@
 #include "sim/models/AudioEmbedderModel.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "modules/AudioEmbedderRegs.h"
 
@@ -9,6 +11,7 @@ namespace {
 
 // A field holds the line less this.
 constexpr std::uint32_t kLineOffset = 6;
+constexpr std::uint32_t kPairs = 8;
 constexpr std::uint32_t kLastLine = 0xFFF + kLineOffset;
 
 }  // namespace
@@ -32,6 +35,25 @@ void AudioEmbedderModel::SetBurstLine(std::size_t pair, std::uint32_t line) {
     throw std::out_of_range("no line that an embedder can report");
   }
   Set(NumberedName("nonPcmLinePair#", pair + 1), line - kLineOffset);
+}
+
+void AudioEmbedderModel::FollowBursts(BurstLines lines) {
+  burstLines_ = std::move(lines);
+}
+
+void AudioEmbedderModel::OnLoad(std::uint32_t offset) {
+  if (!burstLines_) {
+    return;
+  }
+  for (std::uint32_t pair = 0; pair < kPairs; ++pair) {
+    const FieldName name = NumberedName("nonPcmLinePair#", pair + 1);
+    if (Row(name).byteOffset != offset) {
+      continue;
+    }
+    if (const std::optional<std::uint32_t> line = burstLines_(pair)) {
+      Set(name, std::clamp(*line, kLineOffset, kLastLine) - kLineOffset);
+    }
+  }
 }
 
 void AudioEmbedderModel::OnStore(std::uint32_t offset, std::uint32_t written,

@@ -30,6 +30,12 @@ std::vector<std::uint64_t> AudioMixerModel::AudibleCoeffs() const {
   return words;
 }
 
+std::uint64_t AudioMixerModel::AudibleCoeff(std::size_t index) const {
+  const std::lock_guard lock(Mutex());
+  const Side& side = sides_[_Read("coeff_side")];
+  return index < side.size() ? side[index] : 0;
+}
+
 std::uint32_t AudioMixerModel::Toggles() const {
   const std::lock_guard lock(Mutex());
   return toggles_;
@@ -49,10 +55,7 @@ bool AudioMixerModel::AwaitPolls(std::uint32_t count) const {
 }
 
 bool AudioMixerModel::AwaitCoeff(std::size_t index, std::uint64_t word) const {
-  return _Await([this, index, word] {
-    const Side& side = sides_[_Read("coeff_side")];
-    return (index < side.size() ? side[index] : 0) == word;
-  });
+  return _Await([this, index, word] { return AudibleCoeff(index) == word; });
 }
 
 void AudioMixerModel::OnLoad(std::uint32_t offset) {

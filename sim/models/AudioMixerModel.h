@@ -30,6 +30,9 @@ class AudioMixerModel : public FieldModel {
   /// from bit 24 on, the gain below.
   std::vector<std::uint64_t> AudibleCoeffs() const;
 
+  /// One of these words, by its address; 0 behind the last one.
+  std::uint64_t AudibleCoeff(std::size_t index) const;
+
   /// Number of swaps that the driver asked for since power-up.
   std::uint32_t Toggles() const;
   /// Number of words written while a swap was pending, which spoils what is about to be heard.

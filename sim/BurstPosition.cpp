@@ -1,0 +1,57 @@
+#include "sim/BurstPosition.h"
+
+#include <cmath>
+
+#include "modules/AudioMixerRegs.h"
+#include "sim/Board.h"
+
+namespace sim {
+namespace {
+
+using audio_mixer_regs::kChannels;
+using audio_mixer_regs::kCoeffs;
+using audio_mixer_regs::kGainBits;
+using audio_mixer_regs::kGainMask;
+
+constexpr std::uint32_t kUnity = 0x10000;
+constexpr std::uint32_t kSamplesPerMs = 48;
+constexpr std::uint32_t kFirstAroundConverter = 4;  // the main mixer's link of input 0
+
+// The source that an output channel passes through untouched, as link * 16 + channel.
+std::optional<std::uint32_t> SourceOf(const AudioMixerModel& mixer, std::uint32_t outputChannel) {
+  const std::uint64_t word = mixer.AudibleCoeff(std::size_t{outputChannel} * kCoeffs);
+  if ((word & kGainMask) != kUnity) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint32_t>(word >> kGainBits);
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> BurstLineAt(Board& board, std::uint32_t output, std::uint32_t pair) {
+  const auto mixed = SourceOf(board.mainMixer, output * kChannels + 2 * pair);
+  if (!mixed || *mixed / kChannels < kFirstAroundConverter ||
+      *mixed / kChannels >= kFirstAroundConverter + address_map::kPaths) {
+    return std::nullopt;
+  }
+  const std::uint32_t input = *mixed / kChannels - kFirstAroundConverter;
+  const std::uint32_t channel = *mixed % kChannels;
+  const auto embedded = SourceOf(board.inputMixer.at(input), channel);
+  const VideoSignal signal = board.sdiRx.at(input).Plugged();
+  if (!embedded || *embedded >= kChannels || !signal.IsPresent()) {
+    return std::nullopt;
+  }
+  const AudioPair& audio = signal.audio.at(*embedded / 2);
+  if (!audio.present || audio.line == 0) {
+    return std::nullopt;
+  }
+  const VideoStandard& standard = signal.Standard();
+  const float delayMs =
+      static_cast<float>(board.audioDelay.at(input).DelayOf(channel)) / kSamplesPerMs;
+  const float lines =
+      delayMs / standard.GetFramePeriodMs() * static_cast<float>(standard.totalLines);
+  const auto behind = static_cast<std::uint64_t>(std::lround(lines));
+  return static_cast<std::uint32_t>((audio.line - 1 + behind) % standard.totalLines) + 1;
+}
+
+}  // namespace sim
