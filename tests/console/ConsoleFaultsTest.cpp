@@ -174,12 +174,13 @@ TEST(ConsoleFaults, ExceptionInTheConsoleIsReportedAndTheExitStatusStays) {
     GTEST_SKIP() << "the emulator offers no filter of system calls";
   }
   const TestFolder folder;
-  // The keyboard's thread can't be started.
+  // The keyboard's wake-up pipe can't be opened.
   const ScriptResult result =
-      RunScript(folder, "help\n", ScriptSource::kFile, {.refusedSystemCall = SYS_clone3});
+      RunScript(folder, "help\n", ScriptSource::kFile, {.refusedSystemCall = SYS_pipe2});
   EXPECT_EQ(result.end, kNormalEnd);
   EXPECT_EQ(result.output, "");
-  EXPECT_EQ(folder.Read("stderr.txt"), "Exception caught in main: Too many open files\n");
+  EXPECT_EQ(folder.Read("stderr.txt"),
+            "Exception caught in main: stop pipe of the keyboard: Too many open files\n");
   EXPECT_EQ(LogOf(folder).back(), "6 Successfully munmapped FPGA CSR bridge");
 }
 

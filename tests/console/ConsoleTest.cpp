@@ -85,9 +85,9 @@ TEST(Console, ListsReadsAndWritesRegisterFields) {
   const TestFolder folder;
   TerminalProgram console(folder);
   const std::string modules = console.Run("bitfields ls");
-  EXPECT_EQ(std::count(modules.begin(), modules.end(), '\n'), 16);
+  EXPECT_EQ(std::count(modules.begin(), modules.end(), '\n'), 53);
   EXPECT_EQ(modules.substr(0, modules.find('\n')),
-            "framesync0..............................<03000000>");
+            "emb_0...................................<03400000>");
   EXPECT_EQ(console.Run("bitfields ls x_c"),
             "sdi_rx_crosspoint.......................<00100000>\n"
             "sdi_tx_crosspoint.......................<00200000>\n");

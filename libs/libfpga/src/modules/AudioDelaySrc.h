@@ -49,7 +49,7 @@ class AudioDelaySrc : public RegisterBlock<audio_delay_src_regs::kFields> {
   /// Byte offset of the core's registers in the window.
   std::uint32_t GetBaseAddress() const { return baseAddress_; }
   /// The core's line at the interrupt aggregator.
-  std::uint64_t GetIrq() const { return irq_; }
+  std::uint64_t GetIrqNumber() const { return irq_; }
 
  private:
   const std::string name_;

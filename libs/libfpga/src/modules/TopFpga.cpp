@@ -12,6 +12,10 @@ constexpr std::uint32_t kFrameMemoryBytes = 0x20000000;
 constexpr unsigned kFrameMemoryShift = 29;
 static_assert(1U << kFrameMemoryShift == kFrameMemoryBytes);
 
+// Each delay line's ring, in a memory of its own.
+constexpr std::uint32_t kDelayMemoryBase = 0;
+constexpr std::uint32_t kDelayMemoryBytes = 0x1000000;
+
 template <typename Core>
 void DestroyFrontToBack(std::vector<std::unique_ptr<Core>>& cores) {
   while (!cores.empty()) {
@@ -27,6 +31,8 @@ TopFpgaImpl::TopFpgaImpl(std::uint8_t channels)
                        0, 1),
       sdiTxCrosspoint_("sdi_tx_crosspoint", BaseOf(address_map::kSdiTxCrosspoint), kPaths, kPaths,
                        0, 2),
+      audioPath_("out_aud", BaseOf(address_map::kAudioPath), 0, address_map::kSlotBytes,
+                 address_map::kAudioPath),
       refDetect_("ref_detect", BaseOf(address_map::kRefDetect)) {
   _BuildPaths();
   for (std::size_t i = 0; i < channels && i < kPaths; ++i) {
@@ -34,9 +40,12 @@ TopFpgaImpl::TopFpgaImpl(std::uint8_t channels)
     sdiRxs_.push_back(allSdiRxs_[i].get());
     sdiTxs_.push_back(allSdiTxs_[i].get());
   }
+  audioPath_.Initialize();
   _BringUpReceivers(channels);
   _BringUpFramesyncs(channels);
+  _GiveDelayMemory();
   _BringUpTransmitters(channels);
+  _StopTestPatterns();
   refDetect_.Reset();
 }
 
@@ -84,6 +93,13 @@ void TopFpgaImpl::_BringUpFramesyncs(std::uint8_t channels) {
   }
 }
 
+void TopFpgaImpl::_GiveDelayMemory() {
+  for (std::size_t i = 0; i < kPaths; ++i) {
+    audioPath_.GetInputAudioPathFacadeAtIndex(i)->GetDelay()._InitializeDramAndCsr(
+        kDelayMemoryBase, kDelayMemoryBytes);
+  }
+}
+
 void TopFpgaImpl::_BringUpTransmitters(std::uint8_t channels) {
   for (std::size_t i = 0; i < kPaths; ++i) {
     (void)allSdiTxs_[i]->Init();  // it logs what it finds wrong
@@ -92,5 +108,11 @@ void TopFpgaImpl::_BringUpTransmitters(std::uint8_t channels) {
     } else {
       allSdiTxs_[i]->HoldInReset(true /* phy */, true /* fifo */, true /* picxo */);
     }
+  }
+}
+
+void TopFpgaImpl::_StopTestPatterns() {
+  for (std::size_t i = 0; i < allFramesyncs_.size(); ++i) {
+    audioPath_.GetEmbedderAtIndex(i).SetAvAlignTpg(0 /* off */, 0 /* ms */);
   }
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/AudioPathFacadeImpl.h"
 #include "modules/Framesync.h"
 #include "modules/IrqHandler.h"
 #include "modules/RefDetect.h"
@@ -27,6 +28,7 @@ class TopFpga {
   virtual VideoCrosspoint& GetSdiRxCrosspoint() = 0;
   virtual VideoCrosspoint& GetSdiTxCrosspoint() = 0;
   virtual IrqHandler& GetIrqHandler() = 0;
+  virtual AudioPathFacade& GetAudioPathFacade() = 0;
   virtual RefDetect& GetRefDetect() = 0;
 };
 
@@ -51,17 +53,21 @@ class TopFpgaImpl : public TopFpga {
   VideoCrosspoint& GetSdiRxCrosspoint() override { return sdiRxCrosspoint_; }
   VideoCrosspoint& GetSdiTxCrosspoint() override { return sdiTxCrosspoint_; }
   IrqHandler& GetIrqHandler() override { return irqHandler_; }
+  AudioPathFacade& GetAudioPathFacade() override { return audioPath_; }
   RefDetect& GetRefDetect() override { return refDetect_; }
 
  private:
   void _BuildPaths();
   void _BringUpReceivers(std::uint8_t channels);
   void _BringUpFramesyncs(std::uint8_t channels);
+  void _GiveDelayMemory();
   void _BringUpTransmitters(std::uint8_t channels);
+  void _StopTestPatterns();
 
   IrqHandlerImpl irqHandler_;
   VideoCrosspointImpl sdiRxCrosspoint_;
   VideoCrosspointImpl sdiTxCrosspoint_;
+  AudioPathFacadeImpl audioPath_;
   RefDetect refDetect_;
   std::vector<std::unique_ptr<Framesync>> allFramesyncs_;  // by index, like the next two
   std::vector<std::unique_ptr<SdiRx>> allSdiRxs_;

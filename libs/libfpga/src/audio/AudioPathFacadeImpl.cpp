@@ -1,0 +1,382 @@
+#include "audio/AudioPathFacadeImpl.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "log/Log.h"
+#include "modules/AddressMap.h"
+
+namespace {
+
+using address_map::kPaths;
+
+// Links of the main mixer. As source: an input's link is its index, and this much more for the
+// pairs that pass around its converter.
+constexpr std::uint8_t kAroundConverter = 4;
+constexpr std::uint8_t kAesSourceLink = 16;
+// As destination: an embedder's link is its index.
+constexpr std::uint8_t kFirstMadiLink = 4;
+constexpr std::uint8_t kMadiLinks = 4;
+constexpr std::uint8_t kAesLink = 12;
+
+constexpr std::uint64_t kMainMixerIndex = 4;  // behind those of the inputs
+constexpr std::uint64_t kOutputMetersIndex = 4;
+constexpr std::uint32_t kOutputMeterLinks = 4;
+
+// Which input's way around the converter a source link is; kPaths if it is none.
+std::uint8_t InputAroundConverter(std::uint8_t link) {
+  const bool isOne = link >= kAroundConverter && link < kAroundConverter + kPaths;
+  return static_cast<std::uint8_t>(isOne ? link - kAroundConverter : kPaths);
+}
+
+template <typename Object>
+void DestroyFrontToBack(std::vector<std::unique_ptr<Object>>& objects) {
+  while (!objects.empty()) {
+    objects.erase(objects.begin());
+  }
+}
+
+template <typename... Arguments>
+void CallEach(const std::vector<std::function<void(Arguments...)>>& callbacks,
+              const Arguments&... arguments) {
+  for (const auto& callback : callbacks) {
+    if (callback) {
+      callback(arguments...);
+    }
+  }
+}
+
+ChInfoPtr MakeChInfo(std::uint8_t link, std::uint8_t channel) {
+  auto info = std::make_shared<AudioChannelInfo>(AudioChannelInfo::AudioType::Pcm);
+  info->SetLink(link);
+  info->SetChannel(channel);
+  return info;
+}
+
+}  // namespace
+
+AudioPathFacadeImpl::AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress,
+                                         std::uint64_t index, std::uint32_t moduleStride,
+                                         std::uint64_t irq)
+    : RegisterBlock(name, baseAddress),
+      mixer_(name + "_mixer", moduleStride * address_map::kMainMixer, kMainMixerIndex, kSourceLinks,
+             kDestLinks),
+      controlName_(name + "_control"),
+      index_(index),
+      irq_(irq),
+      outputClockGenerator_(name + "_clk_gen", moduleStride * address_map::kOutputClkGen, 0,
+                            address_map::kOutputClkGen),
+      aesRx_(name + "_aes_rx", moduleStride * address_map::kAesRx, 0, address_map::kAesRx),
+      outputPeakMeters_(name + "_peak_meters", moduleStride * address_map::kOutputPeakMeters,
+                        kOutputMetersIndex, address_map::kOutputPeakMeters, kOutputMeterLinks),
+      aesTx_(name + "_aes_tx", moduleStride * address_map::kAesTx, 0),
+      madiRx_(name + "_madi_rx", moduleStride * address_map::kMadi, 0),
+      madiTx_(name + "_madi_tx", moduleStride * address_map::kMadi, 0),
+      dante_(name + "_dante", moduleStride * address_map::kDante) {
+  for (std::uint32_t i = 0; i < kPaths; ++i) {
+    const std::uint32_t module = address_map::kEmbedder + i;
+    embedders_.push_back(std::make_unique<AudioEmbedderDriverControl>(
+        "emb_" + std::to_string(i), moduleStride * module, i, module));
+  }
+  for (std::uint32_t i = 0; i < kPaths; ++i) {
+    inputPaths_.push_back(
+        std::make_unique<InputAudioPathFacade>("in_aud_" + std::to_string(i), i, moduleStride));
+  }
+  _BuildSources();
+  _BuildDestinations();
+}
+
+AudioPathFacadeImpl::~AudioPathFacadeImpl() {
+  DestroyFrontToBack(inputPaths_);
+  DestroyFrontToBack(embedders_);
+}
+
+void AudioPathFacadeImpl::_BuildSources() {
+  for (std::uint8_t link = 0; link < kSourceLinks; ++link) {
+    for (std::uint8_t channel = 0; channel < kChannels; ++channel) {
+      ChInfoPtr& info = sourceChInfo_[link][channel];
+      info = MakeChInfo(link, channel);
+      if (link == kAesSourceLink) {
+        aesRx_.SetDestChInfo(channel, info);
+      }
+      mixer_.SetSrcChInfo(link, channel, info);
+    }
+  }
+  for (std::uint8_t channel = 0; channel < kChannels; ++channel) {
+    for (std::size_t input = 0; input < inputPaths_.size(); ++input) {
+      inputPaths_[input]->SetAudioDelayDestChInfo(channel, sourceChInfo_[input][channel]);
+    }
+  }
+}
+
+void AudioPathFacadeImpl::_BuildDestinations() {
+  for (std::uint8_t link = 0; link < kDestLinks; ++link) {
+    for (std::uint8_t channel = 0; channel < kChannels; ++channel) {
+      ChInfoPtr& info = destChInfo_[link][channel];
+      info = MakeChInfo(link, channel);
+      if (link < kPaths) {
+        info->AddCallback([this, link] { _HandleEmbedderAudioTypeChange(link); }, nullptr);
+      } else if (link == kAesLink) {
+        info->AddCallback([this] { _HandleAesTxAudioTypeChange(); }, nullptr);
+      } else if (link >= kFirstMadiLink && link < kFirstMadiLink + kMadiLinks) {
+        info->AddCallback([this, link] { _HandleMadiTxAudioTypeChange(link); }, nullptr);
+      }
+      mixer_.SetDestChInfo(link, channel, info);
+    }
+  }
+}
+
+void AudioPathFacadeImpl::Initialize() {
+  ResetAndRelease(true);
+  for (const auto& path : inputPaths_) {
+    path->Initialize();
+  }
+  LOG_INFO("AUDIO PATH INITIALIZE");
+  mixer_.Initialize();
+  outputPeakMeters_.Initialize();
+  madiTx_.ResetAndRelease();
+  AddMadiTxAudioTypeCallback(
+      [this](MadiAudioTypeArray types) { madiTx_.OnAudioTypeChange(types); });
+  aesTx_.ResetAndRelease();
+  AddAesTxAudioTypeCallback([this](AudioTypeArray types) { aesTx_.OnAudioTypeChange(types); });
+  SetAes1To4Enable(true);
+  SetAes5To8Enable(true);
+  LOG_INFO("Finished Audio Path Facade Initialize");
+}
+
+void AudioPathFacadeImpl::HoldInReset(bool all) {
+  LOG_DEBUG("Resetting %s", controlName_.c_str());
+  for (const auto& path : inputPaths_) {
+    path->HoldInReset();
+  }
+  if (all) {
+    mixer_.HoldInReset();
+    outputClockGenerator_.HoldInReset();
+    dante_.HoldInReset();
+  }
+  aesRx_.HoldInReset();
+  for (const auto& embedder : embedders_) {
+    embedder->HoldInReset();
+  }
+}
+
+void AudioPathFacadeImpl::ReleaseFromReset(bool all) {
+  for (const auto& path : inputPaths_) {
+    path->ReleaseFromReset();
+  }
+  if (all) {
+    mixer_.ReleaseFromReset();
+    outputClockGenerator_.ReleaseFromReset();
+    dante_.ReleaseFromReset();
+  }
+  aesRx_.ReleaseFromReset();
+  for (const auto& embedder : embedders_) {
+    embedder->ReleaseFromReset();
+  }
+}
+
+void AudioPathFacadeImpl::ResetAndRelease(bool all) {
+  HoldInReset(all);
+  ReleaseFromReset(all);
+}
+
+void AudioPathFacadeImpl::UnmaskEmbedderIrq(std::size_t embedder) {
+  embedders_.at(embedder)->UnmaskIrq();
+}
+
+std::uint64_t AudioPathFacadeImpl::GetEmbedderIrq(std::size_t embedder) {
+  return embedders_.at(embedder)->GetIrqNumber();
+}
+
+void AudioPathFacadeImpl::HandleEmbedderIrq(std::size_t embedder) {
+  embedders_.at(embedder)->HandleIrq();
+}
+
+AudioEmbedderDriverControl& AudioPathFacadeImpl::GetEmbedderAtIndex(std::size_t embedder) {
+  return *embedders_.at(embedder);
+}
+
+InputAudioPathFacade* AudioPathFacadeImpl::GetInputAudioPathFacadeAtIndex(std::size_t index) {
+  if (index >= inputPaths_.size()) {
+    LOG_WARNING("Trying to access input audio path that doesn't exist. Returning first audio path");
+    index = 0;
+  }
+  return inputPaths_.at(index).get();
+}
+
+AudioMixerDriverControl* AudioPathFacadeImpl::GetMixer(int path) {
+  if (path < 1 || path > static_cast<int>(inputPaths_.size())) {
+    return &mixer_;
+  }
+  return &inputPaths_[static_cast<std::size_t>(path - 1)]->GetMixer();
+}
+
+void AudioPathFacadeImpl::UpdateMeters(int path, std::vector<std::int16_t>& meters) {
+  if (path < 1 || path > static_cast<int>(kPaths)) {
+    outputPeakMeters_.UpdateMeters(meters);
+    return;
+  }
+  inputPaths_.at(static_cast<std::size_t>(path - 1))->GetPeakMeters().UpdateMeters(meters);
+}
+
+void AudioPathFacadeImpl::HandleAudioOutputClkIrq() {
+  if (!outputClockGenerator_.HandleIrq()) {
+    return;
+  }
+  mixer_.ResetAndRelease();
+  for (const auto& path : inputPaths_) {
+    if (!path->GetDelay().IsHeldInReset()) {
+      path->GetDelay().Setup();
+      path->GetDelaySrc().Setup();
+    }
+  }
+  LOG_INFO("Resetting audioEmbedders due to clock IRQ");
+  for (const auto& embedder : embedders_) {
+    embedder->ResetAndRelease();
+  }
+  aesTx_.ResetAndRelease();
+  madiTx_.ResetAndRelease();
+  CallEach(clockCallbacks_);
+}
+
+std::uint64_t AudioPathFacadeImpl::GetAudioOutputClkIrq() {
+  return outputClockGenerator_.GetIrqNumber();
+}
+
+void AudioPathFacadeImpl::UnmaskAudioOutputClkIrq() {
+  outputClockGenerator_.UnmaskIrq();
+}
+
+void AudioPathFacadeImpl::GetMadiRxStatus(bool* ok, bool* rateOk) {
+  madiRx_.GetMadiRxStatus(ok, rateOk);
+}
+
+void AudioPathFacadeImpl::UpdateEmbedderNonPcmLineNum(std::size_t embedder, std::size_t pair,
+                                                      AudioType* type, std::uint16_t* line,
+                                                      std::uint8_t* groupEnabled) {
+  AudioEmbedderDriverControl& core = *embedders_.at(embedder);
+  const auto group = static_cast<std::uint8_t>(std::min<std::size_t>(pair / 2, 0xFF));
+  *groupEnabled = core.GetGroupEnable(group) ? 1 : 0;
+  core.GetPairNonPcmInfo(pair, type, line);
+  if (*type != AudioType::DolbyE) {
+    return;
+  }
+  float advance = 0;
+  float retard = 0;
+  core.GetDolbyEAlignment(pair, &advance, &retard);
+  if (advance == 0 || retard == 0) {
+    return;  // the burst sits within tolerance
+  }
+  const auto link = static_cast<std::uint8_t>(embedder);
+  const auto channel = static_cast<std::uint8_t>(2 * pair);
+  const int sourceChannel = mixer_.GetChAtDest(link, channel);
+  const auto first =
+      InputAroundConverter(static_cast<std::uint8_t>(mixer_.GetLinkAtDest(link, channel)));
+  const auto second = InputAroundConverter(static_cast<std::uint8_t>(
+      mixer_.GetLinkAtDest(link, static_cast<std::uint8_t>(channel + 1))));
+  if (first == kPaths || second == kPaths) {
+    LOG_ERROR("Trying to apply Dolby E alignment to invalid channels");
+    return;
+  }
+  inputPaths_.at(first)->GetDelayControl().UpdateDolbyEAlignment(
+      static_cast<std::uint8_t>(sourceChannel / 2), advance, retard);
+}
+
+void AudioPathFacadeImpl::SetEmbedderGroupEnable(std::size_t embedder, std::uint8_t group,
+                                                 std::int16_t enable) {
+  if (embedder < embedders_.size()) {
+    embedders_[embedder]->SetGroupEnable(group, enable);
+  }
+}
+
+void AudioPathFacadeImpl::SetAes1To4Enable(bool enable) {
+  _SetAesEnable("aes_en_1_4", "aes_txrxl_1_4", 0, enable);
+}
+
+void AudioPathFacadeImpl::SetAes5To8Enable(bool enable) {
+  _SetAesEnable("aes_en_5_8", "aes_txrxl_5_8", 8, enable);
+}
+
+void AudioPathFacadeImpl::_SetAesEnable(FieldId enableField, FieldId outputField,
+                                        std::uint8_t firstChannel, bool enable) {
+  WriteBitfield(enableField, enable ? 1 : 0);
+  WriteBitfield(outputField, enable ? 0 : 1);
+  for (std::uint8_t channel = firstChannel; channel < firstChannel + 8; ++channel) {
+    aesRx_.SetUpdateEnable(channel, enable ? 1 : 0);
+  }
+}
+
+void AudioPathFacadeImpl::UnmaskAesRxIrq() {
+  aesRx_.UnmaskIrq();
+}
+
+void AudioPathFacadeImpl::HandleAesRxIrq() {
+  aesRx_.HandleIrq();
+}
+
+std::uint64_t AudioPathFacadeImpl::GetAesRxIrq() {
+  return aesRx_.GetIrqNumber();
+}
+
+bool AudioPathFacadeImpl::_UpdateTypes(std::uint8_t link, AudioTypeArray& types, bool logged) {
+  bool changed = false;
+  for (std::size_t pair = 0; pair < types.size(); ++pair) {
+    AudioType type = destChInfo_[link][2 * pair]->GetAudioType();
+    if (destChInfo_[link][2 * pair + 1]->GetAudioType() == AudioType::Pcm) {
+      type = AudioType::Pcm;
+    }
+    if (type == types[pair]) {
+      continue;
+    }
+    if (logged) {
+      LOG_INFO("Embedder audio type changed to audio type %s",
+               type != AudioType::Pcm ? "NON-PCM" : "PCM");
+    }
+    types[pair] = type;
+    changed = true;
+  }
+  return changed;
+}
+
+void AudioPathFacadeImpl::_HandleEmbedderAudioTypeChange(std::uint8_t link) {
+  AudioTypeArray& types = embedderTypes_[link];
+  if (!_UpdateTypes(link, types, true /* logged */)) {
+    return;
+  }
+  CallEach(embedderTypeCallbacks_, types);
+  embedders_[link]->OnAudioTypeChange(types);
+}
+
+void AudioPathFacadeImpl::_HandleMadiTxAudioTypeChange(std::uint8_t link) {
+  if (link < kFirstMadiLink || link >= kFirstMadiLink + kMadiLinks) {
+    LOG_ERROR("Non-existent MADI output mixer link");
+    return;
+  }
+  if (_UpdateTypes(link, madiTxTypes_[link - kFirstMadiLink], false)) {
+    CallEach(madiTxTypeCallbacks_, madiTxTypes_);
+  }
+}
+
+void AudioPathFacadeImpl::_HandleAesTxAudioTypeChange() {
+  if (_UpdateTypes(kAesLink, aesTxTypes_, false)) {
+    CallEach(aesTxTypeCallbacks_, aesTxTypes_);
+  }
+}
+
+void AudioPathFacadeImpl::AddAudioOutputClkIrqCallback(std::function<void()> callback) {
+  clockCallbacks_.push_back(std::move(callback));
+}
+
+void AudioPathFacadeImpl::AddEmbedderAudioTypeCallback(
+    std::function<void(AudioTypeArray)> callback) {
+  embedderTypeCallbacks_.push_back(std::move(callback));
+}
+
+void AudioPathFacadeImpl::AddAesTxAudioTypeCallback(std::function<void(AudioTypeArray)> callback) {
+  aesTxTypeCallbacks_.push_back(std::move(callback));
+}
+
+void AudioPathFacadeImpl::AddMadiTxAudioTypeCallback(
+    std::function<void(MadiAudioTypeArray)> callback) {
+  madiTxTypeCallbacks_.push_back(std::move(callback));
+}
