@@ -20,6 +20,7 @@ using Type = AudioChannelInfo::AudioType;
 constexpr std::uint32_t kBase = 0x3500000;
 constexpr std::uint32_t kPcm = kBase;
 constexpr std::uint32_t kControl = kBase + 0x4;
+constexpr std::uint32_t kIrqMask = kBase + 0x1C;
 constexpr std::uint32_t kIrqStatus = kBase + 0x20;
 constexpr std::uint32_t kIrqClr = kBase + 0x24;
 constexpr std::uint32_t kErrors = kBase + 0x28;
@@ -91,6 +92,10 @@ TEST_F(AudioEmbedderTest, PatternPeriodLastsAndFitsItsField) {
   EXPECT_EQ(core.Get("avAlignTpgEn"), 1U);
   EXPECT_EQ(embedder.GetAvAlignTpgNumFrames(), 3286U - 3072U);
   EXPECT_TRUE(board.log.Messages(3).empty());
+  embedder.SetAvAlignTpg(2, 0);  // neither on nor off
+  EXPECT_EQ(core.Get("avAlignTpgEn"), 1U);
+  EXPECT_EQ(embedder.GetAvAlignTpgNumFrames(), 10U);
+  EXPECT_EQ(board.log.Messages(3).size(), 1U);
 }
 
 TEST_F(AudioEmbedderTest, PairTypesMarkChannelsAndGiveLines) {
@@ -175,9 +180,14 @@ TEST_F(AudioEmbedderTest, ErrorsResetACoreThatEmbeds) {
   } cases[] = {{0x0100, 0xF, {}},
                {0x7F00, 0xF, {}},
                {0x0001, 0x0, {}},
-               {0x0081, 0x8, {"Resetting due to IRQ, err status 0x81"}},
+               {0x0001, 0x8, {"Resetting due to IRQ, err status 0x1"}},
+               {0x007E, 0x8, {"Resetting due to IRQ, err status 0x7e"}},
+               {0x0080, 0x8, {"Resetting due to IRQ, err status 0x80"}},
                {0x8000, 0xF, {"Resetting due to IRQ, err status 0x8000"}}};
-  embedder.UnmaskIrq();
+  core.SetWord(0x1C, 0xFFFFFFFF);
+  EXPECT_EQ(AccessesOf([&] { embedder.UnmaskIrq(); }),
+            (std::vector{Loaded(kIrqMask, 0xFFFFFFFF), Stored(kIrqMask, 0xFFFFFFFE),
+                         Loaded(kControl, 1), Stored(kControl, 0)}));
   for (const auto& c : cases) {
     SCOPED_TRACE(c.errors);
     core.Set("aesGrpEn", c.groups);
@@ -200,7 +210,8 @@ TEST_F(AudioEmbedderTest, ErrorsResetACoreThatEmbeds) {
     EXPECT_EQ(core.Get("errStatus"), 0U);
     EXPECT_TRUE(AccessesOf([&] { irqs.PollIrq(); }).size() == 1U);
   }
-  embedder.MaskIrq();
+  EXPECT_EQ(AccessesOf([&] { embedder.MaskIrq(); }),
+            (std::vector{Loaded(kIrqMask, 0xFFFFFFFE), Stored(kIrqMask, 0xFFFFFFFF)}));
   core.RaiseErrors(1);
   irqs.PollIrq();
   EXPECT_EQ(core.Get("errStatus"), 1U);
@@ -208,11 +219,13 @@ TEST_F(AudioEmbedderTest, ErrorsResetACoreThatEmbeds) {
 
 TEST_F(AudioEmbedderTest, ResetsSayWhatTheyAreFor) {
   SetLogLevel(kLogDebug);
-  board.log.Clear();
-  embedder.OnAudioOutputClockGenIrq();
-  EXPECT_EQ(board.log.Messages(6), (std::vector<std::string>{"Resetting emb_1 due to clock IRQ"}));
-  EXPECT_EQ(board.log.Messages(7).front(), "ResetAndRelease emb_1");
-  EXPECT_EQ(core.Get("reset"), 0U);
+  core.SetWord(0x04, 0x7FFFFFFF);
+  EXPECT_EQ(AccessesOf([&] { embedder.OnAudioOutputClockGenIrq(); }),
+            (std::vector{Loaded(kControl, 0x7FFFFFFF), Stored(kControl, 0xFFFFFFFF),
+                         Loaded(kControl, 0xFFFFFFFF), Stored(kControl, 0x7FFFFFFF)}));
+  EXPECT_EQ(board.log.WithoutOrigins(),
+            (std::vector<LogRecord>{{6, "Resetting emb_1 due to clock IRQ"},
+                                    {7, "ResetAndRelease emb_1"}}));
 }
 
 // 625 lines of 0.064 ms, the burst's line is 11; 525 lines of 33.3667 ms, it is 13.

@@ -71,13 +71,7 @@ std::uint32_t AudioEmbedder::_CycleFrames() const {
 
 void AudioEmbedder::OnAudioTypeChange(AudioTypeArray types) {
   pairTypes_ = types;
-  std::uint32_t notPcm = 0;
-  for (std::size_t p = 0; p < kPairs; ++p) {
-    if (types[p] != AudioType::Pcm) {
-      notPcm |= 3U << (2 * p);
-    }
-  }
-  WriteBitfield("nonPcmSelect", notPcm);
+  WriteBitfield("nonPcmSelect", NonPcmChannels(types));
 }
 
 void AudioEmbedder::GetPairNonPcmInfo(std::size_t pair, AudioType* type, std::uint16_t* line) {

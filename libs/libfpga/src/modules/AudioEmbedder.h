@@ -60,7 +60,8 @@ class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
   void UnmaskIrq();
 
   /// Switches the audio and video alignment test pattern off (0) or on (1) and sets its period in
-  /// ms, which is kept for later standards, too.
+  /// ms, which is kept for later standards, too. An `enable` above 1 is refused by the register
+  /// access, which logs it at Error; the period and its frames are taken all the same.
   void SetAvAlignTpg(std::uint8_t enable, std::uint16_t periodMs);
   /// Length of the test pattern's cycle in frames, as the core has it.
   unsigned GetAvAlignTpgNumFrames();
