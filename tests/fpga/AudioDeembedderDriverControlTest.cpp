@@ -48,6 +48,7 @@ TEST_F(AudioDeembedderDriverControlTest, TypesReachBothChannelsOfTheirPair) {
   core.Set("nonpcm_channel_pair_7_line", 0);
   control.HandleIrq();  // nothing pending
   EXPECT_EQ(changed.size(), 6U);
+  core.Plug(7, {.present = true, .burstType = 3, .line = 9});
   control.OnVideoTypeChange(0, 0);
   EXPECT_EQ(changed.size(), 8U);
 }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 
 #include "log/Log.h"
@@ -13,6 +12,7 @@ namespace {
 
 using sim::AudioPair;
 using sim::Loaded;
+using sim::LogRecord;
 using sim::Stored;
 using Error = sim::AudioDeembedderModel::Error;
 using Type = AudioChannelInfo::AudioType;
@@ -27,9 +27,11 @@ constexpr std::uint32_t kEmpty = kBase + 0x50;
 constexpr std::uint32_t kUnderflow = kBase + 0x54;
 constexpr std::uint32_t kStatus = kBase + 0x58;
 constexpr std::uint32_t kErrorMask = kBase + 0x6C;
+constexpr std::uint32_t kIrqMask = kBase + 0x70;
 constexpr std::uint32_t kIrqStatus = kBase + 0x74;
 constexpr std::uint32_t kIrqClr = kBase + 0x78;
 constexpr std::uint32_t kPattern = kBase + 0x7C;
+constexpr std::uint32_t kTestFifo = kBase + 0xC0;
 constexpr std::uint32_t k1080i50 = 15;
 
 class AudioDeembedderTest : public testing::Test {
@@ -55,17 +57,35 @@ class AudioDeembedderTest : public testing::Test {
 };
 
 TEST_F(AudioDeembedderTest, SetupGoesThroughResetAndLeavesTheRestAlone) {
-  core.SetWord(0x00, 0xFFFFFFFE);
-  core.SetWord(0x04, 0xFFFFFFE2);
-  core.SetWord(0x6C, 0xFFFFFFFF);
-  core.SetWord(0x7C, 0xFFEFFFFF);
-  const std::vector expected{
-      Stored(kReset, 0xFFFFFFE3), Stored(kControl, 0xFFFFFFAE), Stored(kReset, 0xFFFFFFE7),
-      Stored(kReset, 0xFFFFFF47), Stored(kPattern, 0xFFE47FFF), Stored(kPattern, 0xFFE47064),
-      Stored(kReset, 0xFFFFFF46), Stored(kErrorMask, 0),        Stored(kControl, 0xFFFFFFAF)};
-  const std::uint64_t loads = board.registers.LoadCount();
-  EXPECT_EQ(StoresOf([&] { deembedder.Setup(5); }), expected);
-  EXPECT_EQ(board.registers.LoadCount() - loads, expected.size());
+  const struct {
+    std::uint32_t standard;
+    std::size_t errors;
+    std::vector<sim::RegisterAccess> stores;
+  } cases[] = {
+      {9999,  // no standard has it: its stripes don't fit
+       1,
+       {Stored(kReset, 0xFFFFFFE3), Stored(kControl, 0xFFFFFF1E), Stored(kReset, 0xFFFFFFE7),
+        Stored(kReset, 0xFFFFFF47), Stored(kPattern, 0xFFEFF064), Stored(kReset, 0xFFFFFF46),
+        Stored(kErrorMask, 0), Stored(kControl, 0xFFFFFF1F)}},
+      {5,
+       0,
+       {Stored(kReset, 0xFFFFFFE3), Stored(kControl, 0xFFFFFFAE), Stored(kReset, 0xFFFFFFE7),
+        Stored(kReset, 0xFFFFFF47), Stored(kPattern, 0xFFE47FFF), Stored(kPattern, 0xFFE47064),
+        Stored(kReset, 0xFFFFFF46), Stored(kErrorMask, 0), Stored(kControl, 0xFFFFFFAF)}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.standard);
+    core.SetWord(0x00, 0xFFFFFFFE);
+    core.SetWord(0x04, 0xFFFFFFE2);
+    core.SetWord(0x6C, 0xFFFFFFFF);
+    core.SetWord(0x7C, 0xFFEFFFFF);
+    EXPECT_EQ(AccessesOf([&] { deembedder.ResetAndRelease(); }),
+              (std::vector{Loaded(kReset, 0xFFFFFFE2), Stored(kReset, 0xFFFFFFE3),
+                           Loaded(kReset, 0xFFFFFFE3), Stored(kReset, 0xFFFFFFE2)}));
+    const std::uint64_t loads = board.registers.LoadCount();
+    EXPECT_EQ(StoresOf([&] { deembedder.Setup(c.standard); }), c.stores);
+    EXPECT_EQ(board.registers.LoadCount() - loads, 9U);
+    EXPECT_EQ(board.log.Messages(3).size(), c.errors);
+  }
   EXPECT_EQ(StoresOf([&] { deembedder.OnVideoTypeChange(7, 0); }),
             (std::vector{Stored(kReset, 0xFFFFFF47)}));
   deembedder.OnVideoTypeChange(7, k1080i50);
@@ -102,9 +122,10 @@ TEST_F(AudioDeembedderTest, PairsAbove7ReadPair7) {
                 EXPECT_EQ(deembedder.GetPairType(static_cast<std::uint8_t>(pair)), Type::Ac3);
               }),
               (std::vector{Loaded(kStatus, 0xC000), Loaded(kPair7, 0x121), Loaded(kPair7, 0x121)}));
-    EXPECT_EQ(
-        board.log.Messages(7).back(),
-        "in_aud_1_deemb: Deembedder IRQ reported pair 7 as NON-PCM line was 9 and type was 1");
+    EXPECT_EQ(board.log.WithoutOrigins(),
+              (std::vector<LogRecord>{{7,
+                                       "in_aud_1_deemb: Deembedder IRQ reported pair 7 as NON-PCM "
+                                       "line was 9 and type was 1"}}));
   }
 }
 
@@ -119,22 +140,32 @@ TEST_F(AudioDeembedderTest, InterruptIsClearedAndFlagsAreLookedAt) {
                          Loaded(kIrqClr, 8), Stored(kIrqClr, 0), Loaded(kOverflow, 0),
                          Loaded(kUnderflow, 0), Loaded(kEmpty, 0), Loaded(kFull, 0),
                          Loaded(kReset, control)}));
-  EXPECT_EQ(board.log.Messages(7).front(), "Got IRQ with status 8");
+  EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{7, "Got IRQ with status 8"}}));
 }
 
 TEST_F(AudioDeembedderTest, ErrorsAreClearedLoggedAndRestartOnce) {
   const struct {
     std::vector<std::pair<Error, std::uint32_t>> errors;
     std::vector<std::string> logged;
-    std::ptrdiff_t restarts;
+    std::vector<sim::RegisterAccess> cleared;  // the core's reset aside
+    std::size_t restarts;
   } cases[] = {
-      {{{Error::kEmpty, 0xFFFF}}, {}, 0},
-      {{{Error::kFull, 0x8001}}, {"in_aud_1_deemb FIFO full 0x8001"}, 0},
-      {{{Error::kUnderflow, 1}}, {"in_aud_1_deemb FIFO underflow 0x1"}, 1},
-      {{{Error::kAlignment, 2}}, {"in_aud_1_deemb alignment error"}, 1},
-      {{{Error::kAlignment, 3}, {Error::kFull, 1}, {Error::kEmpty, 1}, {Error::kOverflow, 0xC000}},
-       {"in_aud_1_deemb FIFO overflow 0xc000", "in_aud_1_deemb FIFO full 0x1",
-        "in_aud_1_deemb alignment error"},
+      {{{Error::kEmpty, 0xFFFF}}, {}, {Stored(kEmpty, 0xFFFF)}, 0},
+      {{{Error::kFull, 0x8001}}, {"in_aud_1_deemb FIFO full 0x8001"}, {Stored(kFull, 0xFFFF)}, 0},
+      {{{Error::kUnderflow, 1}},
+       {"in_aud_1_deemb FIFO underflow 0x1"},
+       {Stored(kUnderflow, 0xFFFF)},
+       1},
+      {{{Error::kAlignment, 2}}, {"in_aud_1_deemb alignment error"}, {Stored(kReset, 0x14C)}, 1},
+      {{{Error::kAlignment, 3},
+        {Error::kFull, 1},
+        {Error::kEmpty, 1},
+        {Error::kUnderflow, 2},
+        {Error::kOverflow, 0xC000}},
+       {"in_aud_1_deemb FIFO overflow 0xc000", "in_aud_1_deemb FIFO underflow 0x2",
+        "in_aud_1_deemb FIFO full 0x1", "in_aud_1_deemb alignment error"},
+       {Stored(kOverflow, 0xFFFF), Stored(kUnderflow, 0xFFFF), Stored(kEmpty, 0xFFFF),
+        Stored(kFull, 0xFFFF), Stored(kReset, 0x14C)},
        1},
   };
   for (const std::uint32_t standard : {k1080i50, 0U}) {
@@ -144,12 +175,15 @@ TEST_F(AudioDeembedderTest, ErrorsAreClearedLoggedAndRestartOnce) {
       for (const auto& [error, flags] : c.errors) {
         core.Raise(error, flags);
       }
-      const auto stores = StoresOf([&] { deembedder.CheckErrors(); });
+      auto stores = StoresOf([&] { deembedder.CheckErrors(); });
       EXPECT_EQ(board.log.Messages(6), c.logged);
-      // Only a set-up writes the control word twice; without a standard it is the reset alone.
-      const auto controlStores = std::count_if(stores.begin(), stores.end(),
-                                               [](const auto& a) { return a.address == kControl; });
-      EXPECT_EQ(controlStores, standard != 0 ? 2 * c.restarts : 0);
+      // A set-up takes nine stores; without a standard it is the reset alone.
+      ASSERT_EQ(stores.size(), c.cleared.size() + c.restarts * (standard != 0 ? 9 : 1));
+      stores.resize(c.cleared.size(), Stored(0, 0));
+      for (auto& store : stores) {
+        store.value &= store.address == kReset ? ~1U : ~0U;
+      }
+      EXPECT_EQ(stores, c.cleared);
       EXPECT_EQ(core.Get("reset"), standard != 0 ? 0U : 1U);
       for (const char* flag :
            {"fifoOverflow", "fifoUnderflow", "fifoEmpty", "fifoFull", "alignment_err_saved"}) {
@@ -169,7 +203,9 @@ TEST_F(AudioDeembedderTest, FaultThatStaysCostsOneRestartAPoll) {
   core.Hold(Error::kOverflow, 4);
   irqs.PollIrq();
   EXPECT_EQ(handled, 0);  // masked in the core
-  deembedder.UnmaskIrq();
+  core.SetWord(0x70, 0xFFFFFFFF);
+  EXPECT_EQ(AccessesOf([&] { deembedder.UnmaskIrq(); }),
+            (std::vector{Loaded(kIrqMask, 0xFFFFFFFF), Stored(kIrqMask, 0xFFFFE000)}));
   for (int polls = 1; polls <= 3; ++polls) {
     irqs.PollIrq();
     EXPECT_EQ(handled, polls);
@@ -178,9 +214,9 @@ TEST_F(AudioDeembedderTest, FaultThatStaysCostsOneRestartAPoll) {
   irqs.PollIrq();
   irqs.PollIrq();
   EXPECT_EQ(handled, 4);
-  deembedder.MaskIrq();
+  EXPECT_EQ(AccessesOf([&] { deembedder.MaskIrq(); }),
+            (std::vector{Loaded(kIrqMask, 0xFFFFE000), Stored(kIrqMask, 0xFFFFFFFF)}));
   core.Plug(0, {});
-  EXPECT_EQ(core.Get("irqMask"), 0x1FFFU);
   irqs.PollIrq();
   EXPECT_EQ(handled, 4);
 }
@@ -195,7 +231,7 @@ TEST_F(AudioDeembedderTest, AlignmentTestIsReadOnceAndCleared) {
   deembedder.Setup(k1080i50);
   core.SetTestResult(0, 30, 3, 480);
   core.SetTestResult(1, 593, 4, 450);
-  core.SetTestResult(14, 30, 2, 46);
+  core.SetWord(0xB8, 0x0B80201E);  // result 14: value 46, frame 2, line 30
   core.SetTestResult(15, 30, 3, 15);
   auto expected = nothing;
   expected[0] = "Test Pattern Channel: 1 / Audio delay after video: 0.00 ms [3 30]";
@@ -219,10 +255,15 @@ TEST_F(AudioDeembedderTest, AlignmentTestIsReadOnceAndCleared) {
 
 TEST_F(AudioDeembedderTest, FifoOfFramesIsAskedItsWholeDepth) {
   std::vector<std::uint16_t> frames{7};
-  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }).size(), 256U);
+  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }),
+            std::vector(256, Loaded(kTestFifo, 0x10000)));
   core.PushTestFrame(3);
   core.PushTestFrame(0xFFFF);
-  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }).size(), 256U + 2U * 3U);
+  std::vector expected{Loaded(kTestFifo, 0),      Loaded(kTestFifo, 0), Stored(kTestFifo, 0x20000),
+                       Loaded(kTestFifo, 3),      Loaded(kTestFifo, 3), Loaded(kTestFifo, 3),
+                       Stored(kTestFifo, 0x20003)};
+  expected.resize(expected.size() + 1 + 254, Loaded(kTestFifo, 0x1FFFF));
+  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }), expected);
   EXPECT_EQ(frames, (std::vector<std::uint16_t>{7, 3, 0xFFFF}));
 }
 

@@ -57,8 +57,8 @@ class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
   void UnmaskIrq();
 
   /// Appends a line for each of the 16 results of the alignment test: channel, delay in ms, frame
-  /// and line, or that there is no pattern; then clears the core's results. Without a standard
-  /// there is no pattern.
+  /// and line, or that there is no pattern; then clears the core's results. Before the first
+  /// set-up with a standard there is no pattern.
   void GetAvSyncResults(std::vector<std::string>& lines);
   /// Appends the frame numbers that the alignment test's FIFO holds, 256 at most.
   void ReadAvSyncFifo(std::vector<std::uint16_t>& frames);

@@ -38,7 +38,8 @@ std::optional<std::uint32_t> ChannelOf(std::uint32_t value);
 /// those of a frame, not 0, and `framesPerSecond` is not 0.
 float DelayMs(const Arrival& arrival, std::uint32_t totalLines, float framesPerSecond);
 
-/// One arrival in words. Without a standard (`totalLines` 0) there is no pattern.
+/// One arrival in words. Before the first set-up with a standard (`totalLines` 0) there is no
+/// pattern.
 std::string Describe(const Arrival& arrival, std::uint32_t totalLines, float framesPerSecond);
 
 }  // namespace av_sync
