@@ -11,8 +11,8 @@ namespace sim {
 
 /// The AES3 receiver. A line that is plugged in locks its pair at once, if the core is out of
 /// reset. A pair that loses its lock keeps its last burst report, and is remembered until that is
-/// cleared. Powered up, the core is held in reset, nothing is plugged in and its interrupt sources
-/// are masked. Thread-safe.
+/// cleared. While irqClr is 1, it holds its source clear. Powered up, the core is held in reset,
+/// nothing is plugged in and its interrupt sources are masked. Thread-safe.
 class AesRxModel : public FieldModel {
  public:
   static constexpr std::uint32_t kLines = 8;

@@ -149,42 +149,59 @@ TEST_F(AesTest, LostLocksAreToldOnce) {
 TEST_F(AesTest, ChannelsThatAreEnabledFollowTheReceiver) {
   rx.ReleaseFromReset();
   std::array<ChInfoPtr, 16> info;
+  using Change = std::pair<int, AudioChannelInfo::AudioType>;
+  std::vector<Change> changes;  // in order
   for (std::uint8_t channel = 0; channel < 16; ++channel) {
     info[channel] = std::make_shared<AudioChannelInfo>(Pcm);
-    if (channel != 5) {  // its pair stays incomplete
+    info[channel]->AddCallback(
+        [&, channel] { changes.emplace_back(channel, info[channel]->GetAudioType()); }, nullptr);
+    if (channel != 5 && channel != 8) {  // their pairs stay incomplete
       rx.SetDestChInfo(channel, info[channel]);
     }
-    rx.SetUpdateEnable(channel, channel == 14 ? 0 : 1);
+    rx.SetUpdateEnable(channel, channel == 13 || channel == 14 ? 0 : 1);
   }
   board.log.Clear();
-  rx.SetUpdateEnable(16, 1);
+  rx.SetUpdateEnable(16, 0);
   EXPECT_TRUE(board.log.All().empty());
-  rx.SetDestChInfo(16, info[0]);
+  rx.SetDestChInfo(16, nullptr);
   EXPECT_EQ(board.log.WithoutOrigins(),
             (std::vector<LogRecord>{{4, "Channel index is out of range"}}));
 
-  for (const std::uint32_t line : {0U, 2U, 7U}) {
+  for (const std::uint32_t line : {0U, 2U, 4U, 6U, 7U}) {
     rxModel.Plug(line, kDolbyE);
   }
   rx.HandleIrq();
-  const auto channelsOf = [&](AudioChannelInfo::AudioType type) {
-    std::vector<std::size_t> channels;
-    for (std::size_t channel = 0; channel < info.size(); ++channel) {
-      if (info[channel]->GetAudioType() == type) {
-        channels.push_back(channel);
-      }
-    }
-    return channels;
-  };
-  EXPECT_EQ(channelsOf(DolbyE), (std::vector<std::size_t>{0, 1, 15}));
+  std::vector<Change> expected{{0, DolbyE}, {1, DolbyE}, {12, DolbyE}, {15, DolbyE}};
+  EXPECT_EQ(changes, expected);
 
   rxModel.Plug(0, kNothing);
   rx.HandleIrq();  // too soon
-  EXPECT_EQ(channelsOf(DolbyE), (std::vector<std::size_t>{0, 1, 15}));
+  EXPECT_EQ(changes, expected);
   board.clock.Advance(2s);
   rx.HandleIrq();
-  EXPECT_EQ(channelsOf(DolbyE), (std::vector<std::size_t>{15}));
+  expected.insert(expected.end(), {{0, Pcm}, {1, Pcm}});
+  EXPECT_EQ(changes, expected);
   EXPECT_EQ(rxModel.StrayAccesses(), 0U);
+}
+
+TEST_F(AesTest, UpdateWithoutNewsOnlyReads) {
+  std::vector<sim::RegisterAccess> expected;
+  for (std::uint32_t pair = 0; pair < 8; ++pair) {
+    expected.insert(expected.end(), 2, Loaded(kRxBase + 8 * pair + 4, pair == 3 ? 0x9C : 0));
+    expected.push_back(Loaded(kRxBase + 8 * pair, pair == 3 ? 1 : 0));
+  }
+  rx.ReleaseFromReset();
+  rxModel.Plug(3, kDolbyE);
+  EXPECT_EQ(AccessesOf([&] { rx.UpdatePairTypes(); }), expected);  // no node to tell
+  int changes = 0;
+  for (std::uint8_t channel = 0; channel < 16; ++channel) {
+    const auto info = std::make_shared<AudioChannelInfo>(channel / 2 == 3 ? DolbyE : Pcm);
+    info->AddCallback([&] { ++changes; }, nullptr);
+    rx.SetDestChInfo(channel, info);
+    rx.SetUpdateEnable(channel, 1);
+  }
+  EXPECT_EQ(AccessesOf([&] { rx.UpdatePairTypes(); }), expected);
+  EXPECT_EQ(changes, 0);
 }
 
 TEST_F(AesTest, TransmitterMarksBothChannelsOfAPair) {

@@ -17,7 +17,7 @@ constexpr std::uint8_t kLastPair = aes_rx_regs::kPairs - 1;
 constexpr std::uint32_t kAllIrqSources = 3;
 constexpr std::uint32_t kAllPairs = 0xFF;
 
-// How far the receiver's buffers are read behind their writing: while running, and at the start.
+// What writeReadRunOffset and writeReadStartOffset are set to.
 constexpr std::uint32_t kRunOffset = 20;
 constexpr std::uint32_t kStartOffset = 8;
 

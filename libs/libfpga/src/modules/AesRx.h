@@ -18,7 +18,7 @@ class AesRx : public RegisterBlock<aes_rx_regs::kFields> {
   AesRx(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
         std::uint64_t irqNumber);
 
-  /// Holds the core in reset and, meanwhile, sets the distance of its buffers' pointers.
+  /// Holds the core in reset, then sets writeReadRunOffset and writeReadStartOffset.
   void HoldInReset();
   /// Lets the core run.
   void ReleaseFromReset();

@@ -24,7 +24,7 @@ inline constexpr std::array<Field, 8> kCoreFields{{
   {"manualBypass",           64,  0,  8},
   {"irqMask",                68,  0,  2},                     // a 1 masks the source
   {"irqStatus",              72,  0,  2, Access::kReadOnly},  // pending sources
-  {"irqClr",                 76,  0,  2},                     // while it is 1, it holds the source clear
+  {"irqClr",                 76,  0,  2},                     // a 1 clears the source; written back to 0
   {"unlockSaved",            80,  0,  8, Access::kWriteOneToClear},  // pairs that lost their lock
 }};
 // clang-format on
