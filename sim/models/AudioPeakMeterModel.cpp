@@ -25,7 +25,7 @@ void AudioPeakMeterModel::SetLevel(std::uint32_t channel, std::uint32_t level) {
 
 void AudioPeakMeterModel::AfterLoad(std::uint32_t offset) {
   if (offset == Row("peak_data").byteOffset) {
-    _HandOut((next_ + 1) % handedOut_.size());
+    _HandOut(next_ + 1);
   }
 }
 
@@ -51,8 +51,8 @@ void AudioPeakMeterModel::_SwitchBank() {
 }
 
 void AudioPeakMeterModel::_HandOut(std::size_t channel) {
-  next_ = channel;
-  Set("peak_data", handedOut_[channel]);
+  next_ = channel < handedOut_.size() ? channel : 0;
+  Set("peak_data", handedOut_.empty() ? 0 : handedOut_[next_]);
 }
 
 }  // namespace sim

@@ -9,7 +9,8 @@ namespace sim {
 
 /// The peak meters of some links. One bank takes the greatest level of each channel while the other
 /// one is handed out, a channel with each read of its register and from the first one again behind
-/// the last. Powered up, it is held in reset, where both banks are 0. Thread-safe.
+/// the last. Without links every peak is 0. Powered up, it is held in reset, where both banks are
+/// 0. Thread-safe.
 class AudioPeakMeterModel : public FieldModel {
  public:
   static constexpr std::uint32_t kChannelsPerLink = 16;

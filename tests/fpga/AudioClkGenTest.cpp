@@ -38,7 +38,7 @@ class AudioClkGenTest : public testing::Test {
   AudioOutputClkGen output{"out_clk_gen", kOutput, 0, 36};
 };
 
-TEST_F(AudioClkGenTest, InputRunsByTheVideoTypeOfTheHardware) {
+TEST_F(AudioClkGenTest, InputReleaseSwitchesTheOverrideOff) {
   inputModel.SetWord(0, 0xFFFFBFFF);
   EXPECT_EQ(AccessesOf([&] { input.ResetAndRelease(); }),
             (std::vector{Loaded(kInput, 0xFFFFBFFF), Stored(kInput, 0xFFFFFFFF),
@@ -47,10 +47,13 @@ TEST_F(AudioClkGenTest, InputRunsByTheVideoTypeOfTheHardware) {
 }
 
 TEST_F(AudioClkGenTest, InputClearsWhatIsPending) {
-  EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }), (std::vector{Loaded(kInput + 32, 0)}));
+  inputModel.SetWord(28, 0xFFFFFFF8);
+  inputModel.SetWord(32, 0xFFFFFFF8);
+  EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }), (std::vector{Loaded(kInput + 32, 0xFFFFFFF8)}));
   inputModel.RaiseIrq(5);
   EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }),
-            (std::vector{Loaded(kInput + 32, 5), Loaded(kInput + 28, 0), Stored(kInput + 28, 5)}));
+            (std::vector{Loaded(kInput + 32, 0xFFFFFFFD), Loaded(kInput + 28, 0xFFFFFFF8),
+                         Stored(kInput + 28, 0xFFFFFFFD)}));
   EXPECT_EQ(inputModel.Get("irqStatus"), 0U);
 }
 
@@ -92,18 +95,21 @@ TEST_F(AudioClkGenTest, ErrorsAreToldAndAllFlagsCleared) {
 TEST_F(AudioClkGenTest, OutputInterruptIsClearedBeforeTheErrors) {
   output.ReleaseFromReset();
   output.UnmaskIrq();
+  outputModel.SetWord(8, 0xFFFFFFF8);
+  outputModel.SetWord(12, 0xFFFFFFF8);
   EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(output.HandleIrq()); }),
-            (std::vector{Loaded(kOutput + 12, 0)}));
+            (std::vector{Loaded(kOutput + 12, 0xFFFFFFF8)}));
 
   outputModel.SetErrors(sim::AudioOutputClkGenModel::kClockFailed);
   outputModel.SetErrors(0);
   EXPECT_TRUE(LineIsRaised());
-  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(output.HandleIrq()); }),
-            (std::vector{Loaded(kOutput + 12, 4), Loaded(kOutput + 8, 0), Stored(kOutput + 8, 4),
-                         Loaded(kOutput + 8, 4), Stored(kOutput + 8, 0), Loaded(kOutput, 4),
-                         Loaded(kOutput, 4), Loaded(kOutput, 4), Loaded(kOutput, 4),
-                         Stored(kOutput, 4), Loaded(kOutput, 0), Stored(kOutput, 2),
-                         Loaded(kOutput, 0), Stored(kOutput, 1)}));
+  EXPECT_EQ(
+      AccessesOf([&] { EXPECT_TRUE(output.HandleIrq()); }),
+      (std::vector{Loaded(kOutput + 12, 0xFFFFFFFC), Loaded(kOutput + 8, 0xFFFFFFF8),
+                   Stored(kOutput + 8, 0xFFFFFFFC), Loaded(kOutput + 8, 0xFFFFFFFC),
+                   Stored(kOutput + 8, 0xFFFFFFF8), Loaded(kOutput, 4), Loaded(kOutput, 4),
+                   Loaded(kOutput, 4), Loaded(kOutput, 4), Stored(kOutput, 4), Loaded(kOutput, 0),
+                   Stored(kOutput, 2), Loaded(kOutput, 0), Stored(kOutput, 1)}));
   EXPECT_FALSE(LineIsRaised());
   outputModel.SetErrors(sim::AudioOutputClkGenModel::kCycleError);
   EXPECT_TRUE(output.HandleIrq());  // a later one is seen again

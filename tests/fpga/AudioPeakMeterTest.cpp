@@ -40,8 +40,11 @@ TEST_F(AudioPeakMeterTest, EachReadGivesTheNextPeakOfTheFullBank) {
     outputModel.SetLevel(channel, channel + 100);
   }
   outputModel.SetLevel(63, 5);
+  outputModel.SetWord(4, 0xFFFFFFFF);  // each later peak keeps what lies beside it
+  std::vector<std::uint32_t> expected{kFullScale};
+  expected.resize(64, 0);  // still being measured
   output.ReadPeaks(peaks);
-  EXPECT_EQ(peaks, std::vector<std::uint32_t>(64, 0));  // still being measured
+  EXPECT_EQ(peaks, expected);
   output.SwitchBank();
   for (const std::uint32_t last : {163U, 163U}) {  // a second reading starts anew
     output.ReadPeaks(peaks);
@@ -79,6 +82,9 @@ TEST_F(AudioPeakMeterTest, LinksAreAsManyAsTheCoreSays) {
   input.ReadNumLinks();
   input.ReadPeaks(peaks);
   EXPECT_EQ(peaks.size(), 255U * 16);
+  sim::AudioPeakMeterModel none(board.mutex, 0);
+  none.Store(0, 1);
+  EXPECT_EQ(none.Load(4), 0U);
 
   AudioPeakMeter outside("outside", 0x4000000, 0, 3);
   outside.ReadNumLinks();

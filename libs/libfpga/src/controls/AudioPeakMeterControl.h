@@ -34,8 +34,8 @@ class AudioPeakMeterControl : public AudioPeakMeter {
   /// Asks the core for its number of links and starts all levels at 0.
   void Initialize();
   /// Replaces `meters` by a reading in dB for each channel, 16 for each link, from the peaks since
-  /// the last update, and starts a new measurement. Before Initialize, `meters` is left empty with
-  /// a Warning, and nothing is started.
+  /// the last update, and starts a new measurement. When the levels don't match the number of
+  /// links, `meters` is left empty with a Warning and no bank is switched.
   void UpdateMeters(std::vector<std::int16_t>& meters);
 
  private:

@@ -16,7 +16,7 @@ class AudioInputClkGen : public RegisterBlock<audio_input_clk_gen_regs::kFields>
 
   /// Stops the clock.
   void HoldInReset();
-  /// Lets the clock run by the video type that the hardware sees, not by the overriding one.
+  /// Releases the core, then switches the override of the video type off.
   void ReleaseFromReset();
   /// HoldInReset, then ReleaseFromReset, without a delay between.
   void ResetAndRelease();
