@@ -25,9 +25,15 @@ struct DriftCorrection {
 /// The correction of a delay that lacks `delta` samples; negative if it is too long.
 DriftCorrection CorrectDrift(int delta);
 
-/// The shift that puts a pair's Dolby E frames on their line, in ms: `-advance` or `retard`, which
-/// both do. The smaller one wins, unless the delay would get too short for the line or, the other
-/// way, reach `longest`. `current` and `longest` are delays in ms.
+/// The shift that puts a pair's Dolby E frames on their line, in ms: `-advance` shortens the delay,
+/// `retard` lengthens it, and either leads to the line, as they are a frame period apart. `current`
+/// and `longest` are delays in ms.
+///
+/// Shortening fits if more than 1.34 ms are left, which is just above the line's shortest delay,
+/// and lengthening if the delay stays below `longest`. Of two shifts that fit the smaller one wins,
+/// or `retard` if they are equal; one that alone fits wins even if it is the larger one. If neither
+/// fits the delay is shortened, below the shortest one too. `advance` and `retard` belong between 0
+/// and the frame period, which is not checked.
 float DolbyEShift(float current, float advance, float retard, std::uint32_t longest);
 
 }  // namespace audio_delay

@@ -62,13 +62,16 @@ class AudioDelayDriverControl {
 
   /// Moves a pair so that its Dolby E frames fall on their line: its delay is shortened by
   /// `advance` ms or lengthened by `retard` ms, which add up to a frame period. The smaller shift
-  /// wins, unless the delay would fall below 64 samples or reach the end of the ring. A pair of PCM
-  /// is moved as well and logged at Warning. A pair above 7 is logged at Warning and not moved.
+  /// wins, unless it would leave no more than 1.34 ms or reach the end of the ring: then the larger
+  /// one does, and if that doesn't fit either, the delay is shortened, and the core gets its
+  /// least, 64 samples. Neither shift is checked to lie between 0 and the frame period. A pair of
+  /// PCM is moved as well and logged at Warning. A pair above 7 is logged at Warning and not moved.
   void UpdateDolbyEAlignment(std::uint8_t pair, float advance, float retard);
 
-  /// The converter's interrupt, once a second: compares the delay of the first PCM pair with the
-  /// wanted one. From 11 to 2000 samples of difference are left to the converter, more restart all
-  /// channels. Without an interrupt pending, or while an adjustment runs, nothing is done.
+  /// The converter's interrupt, once a second: compares the measured delay of the first channel of
+  /// the first PCM pair with that channel's own delay plus the global one. From 11 to 2000 samples
+  /// of difference are left to the converter, more restart all channels. Without an interrupt
+  /// pending, or while an adjustment runs, nothing is done.
   void SrcHandleIrq();
 
   /// The modules, for their resets and their set-up.

@@ -103,7 +103,7 @@ bool AudioDelay::IsHeldInReset() {
 void AudioDelay::SetChannelDelay(std::uint8_t channel, float ms) {
   const std::uint32_t samples = audio_delay::ToSamples(ms);
   LOG_DEBUG("Called SetChannelDelay for channel %d with value of %f and sample delay of %d",
-            channel, static_cast<double>(ms), samples);
+            channel, static_cast<double>(ms), static_cast<int>(samples));
   if (channel >= kChannels) {
     LOG_WARNING("Trying to set the delay of an invalid channel number");
     return;

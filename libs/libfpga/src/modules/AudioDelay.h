@@ -11,7 +11,8 @@
 /// data instead of PCM, around it.
 ///
 /// Channels count from 0 to 15, pairs from 0 to 7. A delay is given in ms and held in the core as
-/// samples at 48 kHz, from 64 samples (1.333 ms) up to the length of the ring.
+/// samples at 48 kHz, at least 64 of them (1.333 ms). A delay has no upper end here but the 28 bits
+/// of its register: that it fits the ring (GetChunkCount) is the caller's care.
 ///
 /// Threads: every register access is thread-safe by itself; the operations belong to the one thread
 /// of the audio graph.
@@ -62,7 +63,8 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
   /// The same for all channels at once: as soon as the output of any is valid and no restart runs.
   void RestartAllChannels();
 
-  /// RestartChannel for each channel whose restart failed since the last reset of the core.
+  /// RestartChannel for each channel whose restart failed since the last reset of the core or the
+  /// last Initialize. A channel stays on the list when its retry succeeds.
   void RetryFailedRestarts();
 
   /// Sends a pair around the sample-rate converter, or through it, and restarts both channels. For
@@ -73,7 +75,7 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
 
   /// Clears the errors that piled up and reports each at Error, unless the core is in reset. A pair
   /// with a framing error is restarted, and an error in the framing of all the input resets the
-  /// core. True if an error concerned the core as a whole.
+  /// core. True if an error concerned the core as a whole; false while the core is in reset.
   bool CheckErrors();
 
   /// The DRAM in chunks of 1 ms: the longest delay, in ms. 0 without DRAM.

@@ -34,7 +34,8 @@ constexpr std::uint32_t LastPosition(std::uint32_t chunks) {
 }
 
 /// How far the read pointer is behind the write pointer, in samples. A write pointer below the read
-/// pointer has wrapped around the ring, and counts as `lastPosition` further on, as the core does.
+/// pointer has wrapped around the ring, and counts as `lastPosition` further on. That is one less
+/// than the ring has samples: across its end a delay is measured one sample short.
 constexpr std::uint32_t SamplesBetween(std::uint32_t readPointer, std::uint32_t writePointer,
                                        std::uint32_t lastPosition) {
   const std::uint32_t wrapped = writePointer < readPointer ? lastPosition : 0;

@@ -51,7 +51,7 @@ void AudioDelaySrc::ApplyAdjustment(std::uint8_t grow, std::uint32_t samples) {
     return;
   }
   LOG_DEBUG("Audio Delay Src %d Applying a grow_nshrink %d, of %d samples",
-            static_cast<int>(index_), grow, samples);
+            static_cast<int>(index_), grow, static_cast<int>(samples));
   WriteBitfield("grow_else_shrink_delay", grow);
   WriteBitfield("application_samples", samples);
   WriteBitfield("new_adjustment", 1);  // last: it starts the adjustment
