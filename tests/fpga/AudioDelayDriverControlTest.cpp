@@ -45,11 +45,19 @@ TEST(AudioDelayDecision, DolbyETakesTheSmallerShiftThatFits) {
     float current, advance, retard;
     float shift;
   } cases[] = {
-      {20, 5, 28, -5},       {5.5F, 5, 28, 28},  // 0.5 ms would be too short
-      {40, 28, 5, 5},        {40, 16, 16, 16},
-      {6.34F, 5, 28, -5},                          // in single precision a bit above the limit
-      {6.3F, 5, 28, 28},     {5433, 30, 28, -30},  // the ring ends at 5461 ms
-      {5432.9F, 30, 28, 28}, {5433, 5440, 28, -5440},
+      {20, 5, 28, -5},
+      {5.5F, 5, 28, 28},  // 0.5 ms would be too short
+      {40, 28, 5, 5},
+      {40, 16, 16, 16},
+      {1.34F + 0.25F, 0.25F, 28, -0.25F},  // 1.34F is a bit above 1.34
+      {6.335F, 5, 28, 28},
+      {5433, 30, 28, -30},  // the ring ends at 5461 ms
+      {5432.9F, 30, 28, 28},
+      {5433, 5440, 28, -5440},
+      // Shifts out of their range take the same way.
+      {100, 40, -7, -7},
+      {5, 40, -7, -7},
+      {20, -3, 36, 3},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(audio_delay::DolbyEShift(c.current, c.advance, c.retard, 5461), c.shift)
@@ -99,6 +107,20 @@ class AudioDelayDriverControlTest : public testing::Test {
   }
   using Stores = std::vector<std::string>;
 
+  // The registers of the delay line that an operation loads or stores, by their offsets.
+  std::vector<std::uint32_t> TouchedBy(const std::function<void()>& operation) {
+    board.registers.StartTrace();
+    operation();
+    std::vector<std::uint32_t> offsets;
+    for (const sim::RegisterAccess& access : board.registers.TakeTrace()) {
+      if (access.address / sim::RegisterFile::kSlotBytes ==
+          kDelay / sim::RegisterFile::kSlotBytes) {
+        offsets.push_back(access.address - kDelay);
+      }
+    }
+    return offsets;
+  }
+
   // The delays in the registers, in samples.
   std::uint32_t DelayOf(std::size_t channel) {
     return core.Get("per_ch_init_delay_" + std::to_string(channel));
@@ -137,7 +159,7 @@ TEST_F(AudioDelayDriverControlTest, DelaysAreTheSumOfTheGlobalAndTheChannels) {
 TEST_F(AudioDelayDriverControlTest, APairOfDataGoesAroundTheConverterAndBack) {
   control.SetChannelDelay(4, 2.0F);
   control.SetChannelDelay(5, 3.0F);
-  EXPECT_TRUE(StoresOf([&] { sources[4]->SetAudioType(DolbyE); }).empty());
+  EXPECT_TRUE(TouchedBy([&] { sources[4]->SetAudioType(DolbyE); }).empty());
   std::string order;  // in which the outputs change
   for (const std::size_t channel : {4U, 5U}) {
     outputs[channel]->AddCallback(
@@ -152,6 +174,7 @@ TEST_F(AudioDelayDriverControlTest, APairOfDataGoesAroundTheConverterAndBack) {
             (Stores{"route=400", "restart=10", "restart=20", "delay5=144", "delay4=96",
                     "restart=20", "restart=10"}));
   EXPECT_EQ(order, "5:1/3 4:1/3 5:1/7 4:1/7 ");
+  EXPECT_TRUE(TouchedBy([&] { control.UpdateAudioChannelChange(4); }).empty());
   EXPECT_EQ(board.log.Messages(6),
             (std::vector<std::string>{"Setting Output Mixer Source [0][5] to [1][5]",
                                       "Setting Output Mixer Source [0][4] to [1][4]"}));
@@ -167,7 +190,7 @@ TEST_F(AudioDelayDriverControlTest, APairOfDataGoesAroundTheConverterAndBack) {
   EXPECT_EQ(board.log.Messages(6),
             (std::vector<std::string>{"Setting Output Mixer Source [0][4] to [0][4]",
                                       "Setting Output Mixer Source [0][5] to [0][5]"}));
-  EXPECT_TRUE(StoresOf([&] { sources[5]->SetAudioType(Pcm); }).empty());
+  EXPECT_TRUE(TouchedBy([&] { sources[5]->SetAudioType(Pcm); }).empty());
 }
 
 TEST_F(AudioDelayDriverControlTest, ChannelsThatAreNotJoinedChangeNothing) {
@@ -193,10 +216,19 @@ TEST_F(AudioDelayDriverControlTest, ChannelsThatAreNotJoinedChangeNothing) {
                 {4, "Trying to set the delay for an invalid channel number"},
                 {4, "Trying to adjust dolby E alignment of invalid channel"}}));
   EXPECT_TRUE(board.registers.TakeTrace().empty());
-  // The input side alone is enough for the route.
+  // The input side alone is enough for the route; half of the output side stays as it is.
+  const auto output = std::make_shared<AudioChannelInfo>(Eac3);
+  output->SetLink(9);
+  alone.SetDestChInfo(1, output);
   alone.SetSrcChInfo(1, std::make_shared<AudioChannelInfo>(Ac3));
+  board.log.Clear();
   alone.UpdateAudioChannelChange(1);
   EXPECT_TRUE(alone.GetAudioDelay().IsPairViaNonSrc(0));
+  info->SetAudioType(Pcm);
+  EXPECT_FALSE(alone.GetAudioDelay().IsPairViaNonSrc(0));
+  EXPECT_EQ(output->GetAudioType(), Eac3);
+  EXPECT_EQ(output->GetLink(), 9);
+  EXPECT_TRUE(board.log.Messages(6).empty());
 }
 
 TEST_F(AudioDelayDriverControlTest, DolbyEOffsetsAddUpUntilTheTypeChanges) {
@@ -216,6 +248,8 @@ TEST_F(AudioDelayDriverControlTest, DolbyEOffsetsAddUpUntilTheTypeChanges) {
   EXPECT_EQ(DelayOf(2), 21U * 48);
   control.UpdateDolbyEAlignment(1, 1.0F, 32.0F);
   EXPECT_EQ(DelayOf(3), 20U * 48);
+  control.UpdateDolbyEAlignment(1, 61.0F, -28.0F);  // "lengthens" by less than nothing
+  EXPECT_EQ(DelayOf(3), 64U);
 
   board.log.Clear();
   control.UpdateDolbyEAlignment(7, 1.0F, 32.0F);
@@ -228,10 +262,13 @@ TEST_F(AudioDelayDriverControlTest, DolbyEOffsetsAddUpUntilTheTypeChanges) {
 TEST_F(AudioDelayDriverControlTest, DriftIsLeftToTheConverterOrEndsInARestart) {
   SetPair(0, OtherNonPcm);  // the first pair of PCM counts
   control.SetGlobalDelay(100.0F);
+  control.SetChannelDelay(2, 5.0F);
+  std::vector<std::uint32_t> touched;
+  const std::vector<std::uint32_t> pointers{0x48, 0x44};  // of channel 2
   const auto tick = [&] {
     board.clock.Advance(seconds(1));
     board.log.Clear();
-    control.SrcHandleIrq();
+    touched = TouchedBy([&] { control.SrcHandleIrq(); });
     return board.log.Messages(7);
   };
   using Lines = std::vector<std::string>;
@@ -248,6 +285,7 @@ TEST_F(AudioDelayDriverControlTest, DriftIsLeftToTheConverterOrEndsInARestart) {
     SCOPED_TRACE(c.delta);
     core.Drift(c.drift);
     const Lines lines = tick();
+    EXPECT_EQ(touched, pointers);
     EXPECT_EQ(lines.at(0), c.delta);
     EXPECT_EQ(lines.size(), c.samples == 0 ? 1U : 3U);
     if (c.samples == 0) {
@@ -258,6 +296,7 @@ TEST_F(AudioDelayDriverControlTest, DriftIsLeftToTheConverterOrEndsInARestart) {
     EXPECT_EQ(converter.Get("application_samples"), c.samples);
     if (c.samples > 48000) {
       EXPECT_EQ(tick(), Lines{});  // while it runs
+      EXPECT_TRUE(touched.empty());
     }
     board.clock.Advance(seconds(45));
     EXPECT_EQ(tick(), Lines{"Sample Delta is 0"});
@@ -275,6 +314,7 @@ TEST_F(AudioDelayDriverControlTest, DriftIsLeftToTheConverterOrEndsInARestart) {
     SetPair(pair, DolbyE);
   }
   EXPECT_EQ(tick(), Lines{"Sample Delta is 0"});  // nothing left that could be measured
+  EXPECT_TRUE(touched.empty());
 }
 
 }  // namespace

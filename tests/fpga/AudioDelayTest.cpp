@@ -208,6 +208,14 @@ TEST_F(AudioDelayTest, RestartsThatTimeOutAreKeptForARetry) {
   EXPECT_EQ(StoresOf([&] { delay.RetryFailedRestarts(); }).size(), 14U);  // all but the stuck ones
   delay.ResetAndRelease();
   EXPECT_TRUE(AccessesOf([&] { delay.RetryFailedRestarts(); }).empty());
+  core.SetValidOutputs(0);
+  delay.RestartChannel(3);
+  core.SetValidOutputs(0xFFFF);
+  for (int retry = 0; retry < 2; ++retry) {  // success doesn't take it off the list
+    EXPECT_EQ(StoresOf([&] { delay.RetryFailedRestarts(); }), (std::vector{Stored(kRestart, 0x8)}));
+  }
+  delay.Initialize();
+  EXPECT_TRUE(AccessesOf([&] { delay.RetryFailedRestarts(); }).empty());
   core.SetValidOutputs(0x0100);  // the output of one is enough to restart all
   EXPECT_EQ(StoresOf([&] { delay.RestartAllChannels(); }), (std::vector{Stored(kRestart, 0xFFFF)}));
 }
@@ -277,26 +285,44 @@ TEST_F(AudioDelayTest, ReportsEveryErrorInOrderAndRestartsWhatItConcerns) {
 
 TEST_F(AudioDelayTest, ErrorsOfTheCoreAreToldFromThoseOfChannels) {
   delay.Setup();
+  const char* const pair0 = "audio_delay1: PAIR0 Framing Error Restarting Channel 1,2";
+  const char* const pair7 = "audio_delay1: PAIR7 Framing Error Restarting Channel 15,16";
   const struct {
     std::uint32_t errors, sameChannel;
     bool ofTheCore;
     const char* line;
+    std::vector<sim::RegisterAccess> remedy;
   } cases[] = {
-      {0x00000001, 0, true, "src_sof_error"},
-      {0x00000080, 0, true, "nonsrc_sof_timing_error"},
-      {0x00000100, 0, false, "audio_delay1: PAIR0 Framing Error Restarting Channel 1,2"},
-      {0x00008000, 0, false, "audio_delay1: PAIR7 Framing Error Restarting Channel 15,16"},
-      {0x00010000, 0, false, "audio_delay1: CH0 Timing Error"},
-      {0x80000000, 0, false, "audio_delay1: CH15 Timing Error"},
-      {0, 0x8000, false, "same_ch_timing_error"},
+      {0x01, 0, true, "src_sof_error", {}},
+      {0x02, 0, true, "src_ce_error", {}},
+      {0x04, 0, true, "ingress sdram error", {}},
+      {0x08, 0, true, "ingress_sof_error", {Stored(kControl, 1), Stored(kControl, 0)}},
+      {0x10, 0, true, "ingress_ce_error", {}},
+      {0x20, 0, true, "nonsrc_sof_error", {}},
+      {0x40, 0, true, "nonsrc_ce_error", {}},
+      {0x80, 0, true, "nonsrc_sof_timing_error", {}},
+      {0x0100, 0, false, pair0, {Stored(kRestart, 0x1), Stored(kRestart, 0x2)}},
+      {0x8000, 0, false, pair7, {Stored(kRestart, 0x4000), Stored(kRestart, 0x8000)}},
+      {0x00010000, 0, false, "audio_delay1: CH0 Timing Error", {}},
+      {0x80000000, 0, false, "audio_delay1: CH15 Timing Error", {}},
+      {0, 0x8000, false, "same_ch_timing_error", {}},
   };
+  const std::vector clears{Stored(kErrors, 0xFFFFFFFF), Stored(kSameChannel, 0x0000FFFF)};
   for (const auto& c : cases) {
-    board.log.Clear();
+    SCOPED_TRACE(c.line);
     core.SetWord(0x1C, c.errors);
     core.Set("same_ch_timing_err", c.sameChannel);
-    EXPECT_EQ(delay.CheckErrors(), c.ofTheCore) << c.line;
+    auto stores = clears;
+    stores.insert(stores.end(), c.remedy.begin(), c.remedy.end());
+    EXPECT_EQ(StoresOf([&] { EXPECT_EQ(delay.CheckErrors(), c.ofTheCore); }), stores);
     EXPECT_EQ(board.log.Messages(3), std::vector<std::string>{c.line});
   }
+  // In reset the core's errors are cleared and not told.
+  delay.HoldInReset();
+  core.SetWord(0x1C, 0xFFFFFFFF);
+  EXPECT_EQ(StoresOf([&] { EXPECT_FALSE(delay.CheckErrors()); }), clears);
+  EXPECT_EQ(board.log.WithoutOrigins(),
+            (std::vector<LogRecord>{{6, "Showing errors for audio delay 1"}}));
 }
 
 // Registers that answer nothing as a core would.
