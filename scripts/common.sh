@@ -8,8 +8,11 @@ jobs=$(nproc)
 packages_build=(g++ cmake ninja-build pkg-config libasio-dev libgpiod-dev)
 packages_test=("${packages_build[@]}" libgtest-dev)
 packages_bench=("${packages_build[@]}" libbenchmark-dev)
-packages_board=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
-  libgpiod-dev:arm64 libgtest-dev:arm64 libstdc++6:arm64 qemu-user-static dpkg-dev go-md2man)
+packages_package=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
+  libgpiod-dev:arm64 libstdc++6:arm64 dpkg-dev go-md2man)
+packages_board=("${packages_package[@]}" libgtest-dev:arm64 qemu-user-static)
+packages_target=("${packages_package[@]}" "${packages_build[@]}"
+  qemu-system-arm device-tree-compiler cpio make python3)
 packages_lint=("${packages_test[@]}" libbenchmark-dev clang-format-14 clang-tidy-14 tmux)
 
 # Objects that another checkout or another build folder has compiled serve here too.
@@ -105,6 +108,12 @@ build() {
   shift
   quietly "Building $preset" _InRoot cmake --build --preset "$preset" -j "$jobs" \
     ${1:+--target "$@"}
+}
+
+# The board's package, from what is built of the preset: build/board/*.deb.
+make_package() {
+  rm -f "$root"/build/board/*.deb
+  quietly "Packing board" _InRoot cpack --config build/board/CPackConfig.cmake -B build/board
 }
 
 _InRoot() { (cd "$root" && "$@"); }
