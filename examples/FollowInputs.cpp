@@ -93,7 +93,7 @@ void FollowInputs::_Serve(std::uint64_t irq, std::function<void()> handler) {
 // An output whose input has gone keeps its format, and shows the flat field.
 void FollowInputs::_Follow(std::size_t path, const VideoFormat& format) {
   const std::uint32_t id = format.standardId;
-  paths_[path] = {.standardId = id, .types = paths_[path].types};
+  paths_[path] = {.standardId = id, .types = paths_[path].types, .burstLines = {}};
   _Say("input", path, id == 0 ? "no signal" : GetFormatDescription(format, false, false, false));
   InputAudioPathFacade& input = *audio_.GetInputAudioPathFacadeAtIndex(path);
   if (id != 0) {
@@ -149,7 +149,9 @@ void FollowInputs::_CheckAudio(std::size_t path) {
     std::uint16_t line = 0;
     std::uint8_t embedded = 0;
     audio_.UpdateEmbedderNonPcmLineNum(path, pair, &type, &line, &embedded);
-    if (type != std::exchange(paths_[path].types[pair], type)) {
+    const bool changed = type != std::exchange(paths_[path].types[pair], type);
+    const bool moved = line != std::exchange(paths_[path].burstLines[pair], line);
+    if (changed || (moved && type == AudioType::DolbyE)) {
       _Say("output", path,
            "pair " + std::to_string(pair) + " " + NameOf(type) +
                (type == AudioType::Pcm ? "" : " in line " + std::to_string(line)));

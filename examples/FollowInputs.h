@@ -37,6 +37,7 @@ class FollowInputs {
     bool settled = false;
     float delayMs = 0;
     AudioTypeArray types{};
+    std::array<std::uint16_t, 8> burstLines{};  // by pair
   };
 
   void _RouteAudio();
