@@ -28,7 +28,6 @@ std::uint16_t Index(unsigned link, unsigned channel) {
 class AudioMixerDriverControlTest : public testing::Test {
  protected:
   AudioMixerDriverControlTest() {
-    SetLogLevel(kLogDebug);
     for (std::uint8_t channel = 0; channel < 16; ++channel) {
       for (std::uint8_t link = 0; link < 17; ++link) {
         sources[link][channel] = std::make_shared<AudioChannelInfo>(Pcm);
@@ -169,7 +168,6 @@ TEST_F(AudioMixerDriverControlTest, NonPcmPassesASingleSourceAndNoSum) {
 }
 
 TEST_F(AudioMixerDriverControlTest, PlacesThatThereAreNotAreRefused) {
-  model.Set("num_links", 17);
   const std::string link = "Invalid link index ";
   const std::string channel = "Invalid channel index ";
   const struct {
@@ -207,7 +205,17 @@ TEST_F(AudioMixerDriverControlTest, PlacesThatThereAreNotAreRefused) {
 TEST_F(AudioMixerDriverControlTest, ARouteThatFailsKeepsItsPlaceWithoutCoefficients) {
   EXPECT_EQ(After([&] { control.UpdateAudioRoute(1, 1); }, 1, 1), Words{});  // there is none yet
   EXPECT_EQ(board.log.Messages(3).size(), 1U);
+  EXPECT_EQ(Routed(1, 1, {0xFF0, 0, 0, 0}), Words{});
+  board.log.Clear();
+  EXPECT_EQ(control.GetLinkAtDest(1, 1), 0);  // a muted source
+  EXPECT_EQ(control.GetChAtDest(1, 1), 0);
+  EXPECT_EQ(board.log.All().size(), 0U);
+
+  SetLogLevel(kLogDebug);
   EXPECT_EQ(Routed(1, 1, {Index(2, 2), 0, 0, 0}), Words{Word(2, 2)});
+  SetLogLevel(kLogInfo);
+  const std::vector<std::string> debug = board.log.Messages(7);
+  EXPECT_EQ(std::count(debug.begin(), debug.end(), "linkDest 1, chDest 1, srcIndex 34"), 1);
   board.log.Clear();
   EXPECT_EQ(Routed(1, 1, {Index(17, 3), 0, 0, 0}), Words{Word(2, 2)});
   EXPECT_EQ(board.log.Messages(4),

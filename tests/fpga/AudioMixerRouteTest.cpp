@@ -125,6 +125,24 @@ TEST(AudioMixerRoute, NonPcmPassesUntouchedOrNotAtAll) {
   EXPECT_EQ(multiDest->GetAudioType(), Pcm);
 }
 
+// Whoever hears of a change finds the output's type as it follows from it.
+TEST(AudioMixerRoute, SetsItsOutputBeforeItCallsBack) {
+  const ChInfoPtr source = MakeInfo();
+  const ChInfoPtr output = MakeInfo();
+  AudioMixerSingleRoute single;
+  AudioMixerMultiRoute multi;
+  std::vector<AudioChannelInfo::AudioType> seen;
+  for (AudioMixerRoute* route : std::initializer_list<AudioMixerRoute*>{&single, &multi}) {
+    route->AddSrc(0, 0, 0, 0, 0.0F);
+    route->SetDestChInfo(output);
+    route->AddCallback([&] { seen.push_back(output->GetAudioType()); });
+  }
+  single.SetSrcChInfo(0, source);
+  source->SetAudioType(DolbyE);
+  multi.OnSrcChInfoChange();
+  EXPECT_EQ(seen, (std::vector<AudioChannelInfo::AudioType>{DolbyE, Pcm}));
+}
+
 TEST(AudioMixerRoute, FollowsItsSourcesForAsLongAsItHasThem) {
   const ChInfoPtr first = MakeInfo();
   const ChInfoPtr second = MakeInfo();
@@ -147,6 +165,10 @@ TEST(AudioMixerRoute, FollowsItsSourcesForAsLongAsItHasThem) {
     info->SetLink(static_cast<std::uint8_t>(info->GetLink() + 1));
     return calls;
   };
+  EXPECT_EQ(callsOf(first), "oabab");
+  for (int i = 0; i < 3; ++i) {
+    route->SetSrcChInfo(0, first);  // as it is
+  }
   EXPECT_EQ(callsOf(first), "oabab");
   EXPECT_EQ(callsOf(second), "");
   second->SetLink(9);

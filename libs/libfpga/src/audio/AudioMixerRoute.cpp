@@ -112,12 +112,17 @@ const AudioMixerRoute::Source* AudioMixerRoute::_Find(std::uint8_t index) const 
   return &sources_[index];
 }
 
-// Takes the object from a source. Its callbacks for this route stay as long as another source needs
-// them: an object knows the route, not the source.
+// Takes the object from a source. An object knows the route, not the source: what other sources
+// have on the same object is put back.
 void AudioMixerRoute::_Unlink(Source& source) {
   const ChInfoPtr info = std::exchange(source.info, nullptr);
-  const auto needed = [&info](const Source& other) { return other.info == info; };
-  if (info && std::none_of(sources_.begin(), sources_.end(), needed)) {
-    info->RemoveCallback(this);
+  if (!info) {
+    return;
+  }
+  info->RemoveCallback(this);
+  for (const Source& other : sources_) {
+    if (other.info == info) {
+      info->AddCallback([this] { OnSrcChInfoChange(); }, this);
+    }
   }
 }

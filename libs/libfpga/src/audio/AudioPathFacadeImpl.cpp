@@ -87,6 +87,10 @@ AudioPathFacadeImpl::AudioPathFacadeImpl(const std::string& name, std::uint32_t 
 }
 
 AudioPathFacadeImpl::~AudioPathFacadeImpl() {
+  for (const auto& path : inputPaths_) {
+    path->GetMixer().RequestStop();
+  }
+  mixer_.RequestStop();
   DestroyFrontToBack(inputPaths_);
   DestroyFrontToBack(embedders_);
 }

@@ -30,7 +30,8 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   /// Touches no core. `moduleStride`: bytes from one module's registers to the next's.
   AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
                       std::uint32_t moduleStride, std::uint64_t irq);
-  /// Destroys the input paths and the embedders, each front to back, and then the others.
+  /// Tells all mixers' threads to end, then destroys the input paths and the embedders, each front
+  /// to back, and then the others.
   ~AudioPathFacadeImpl() override;
 
   void Initialize() override;
@@ -61,7 +62,8 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   /// HoldInReset, then ReleaseFromReset.
   void ResetAndRelease(bool all);
 
-  // Each appends a callback; an empty one is skipped. They run on the thread that drives the graph.
+  // Each appends a callback; an empty one is skipped. They run on the thread that drives the graph,
+  // the three of audio types within a notification of the graph: these may not change the routing.
 
   /// Called at the end of HandleAudioOutputClkIrq.
   void AddAudioOutputClkIrqCallback(std::function<void()> callback);

@@ -87,8 +87,8 @@ class AudioMixerDriverControl : public AudioMixer {
   void UpdateAudioRoute(std::uint8_t link, std::uint8_t channel);
 
   /// Link and channel of the first source of an output channel, as they are now. A link or channel
-  /// that there isn't, or a place without a route, logs a Warning and gives 0; so does a route
-  /// without a source, with a line at Error.
+  /// that there isn't, or a place without a route, logs a Warning and gives 0. A route without a
+  /// source gives 0 with a line at Error.
   int GetLinkAtDest(std::uint8_t link, std::uint8_t channel) const;
   int GetChAtDest(std::uint8_t link, std::uint8_t channel) const;
 

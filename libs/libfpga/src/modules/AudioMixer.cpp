@@ -56,13 +56,17 @@ AudioMixer::~AudioMixer() {
     return;
   }
   LOG_INFO("Try to close thread");
+  RequestStop();
+  thread_.join();
+  LOG_INFO("Thread closed");
+}
+
+void AudioMixer::RequestStop() {
   {
     const std::lock_guard lock(mutex_);
     stop_ = true;
   }
   wakeUp_.notify_one();
-  thread_.join();
-  LOG_INFO("Thread closed");
 }
 
 void AudioMixer::Initialize() {

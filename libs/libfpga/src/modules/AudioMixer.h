@@ -32,10 +32,16 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
  public:
   /// Leaves the core untouched. `mixerIndex` is for messages.
   AudioMixer(const std::string& name, std::uint32_t baseAddress, std::uint64_t mixerIndex);
-  /// Ends the coefficient thread and waits for it: for a programming that runs, or for 10 ms and a
-  /// register read at most where the thread waits for a swap. What has not reached the core by then
-  /// never does. Logs at Info before and after, if there is a thread.
+  /// Ends the coefficient thread and waits for it: for 10 ms and a register read at most where it
+  /// waits for a swap, and for a programming that runs or that a swap's end lets begin within that
+  /// time. What has not reached the core by then never does. Logs at Info before and after, if
+  /// there is a thread.
   ~AudioMixer() override;
+
+  /// Tells the thread to end, without waiting for its end: the owner of several mixers tells all of
+  /// them before it destroys the first, so that their waits don't add up. Nothing is programmed any
+  /// more. Waits while a programming runs.
+  void RequestStop();
 
   /// Reads what the core is, with a line at Info, resets it and starts the thread. All coefficients
   /// are silence. Once only: later calls log a Warning and change nothing.
@@ -49,8 +55,9 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
   void ResetAndRelease();
 
   /// Puts the coefficients of the route's output channel into the working copy. Gives 0; or -1,
-  /// with a line at Error and the channel as it was, without a route, before Initialize, for a link
-  /// that the core doesn't have or for a channel above 15.
+  /// with a line at Error and the channel as it was: without a route, before Initialize, for an
+  /// output or a source on a link that the core doesn't have, for an output channel above 15, and
+  /// for a source of which the route can't tell link, channel or gain.
   int BuildRoute(const std::shared_ptr<AudioMixerRoute>& route);
   /// Hands the working copy to the thread, which writes it to the core as soon as the last swap is
   /// done. Calls until then collapse into one programming. Waits while a programming runs. Before
