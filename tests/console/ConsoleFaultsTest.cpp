@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -176,7 +175,7 @@ TEST(ConsoleFaults, ExceptionInTheConsoleIsReportedAndTheExitStatusStays) {
   const TestFolder folder;
   // The keyboard's wake-up pipe can't be opened.
   const ScriptResult result =
-      RunScript(folder, "help\n", ScriptSource::kFile, {.refusedSystemCall = SYS_pipe2});
+      RunScript(folder, "help\n", ScriptSource::kFile, {.refusesPipes = true});
   EXPECT_EQ(result.end, kNormalEnd);
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(folder.Read("stderr.txt"),

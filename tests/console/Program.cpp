@@ -60,11 +60,15 @@ void WriteAll(int descriptor, std::string_view text) {
   }
 }
 
-// From here on the system call fails with EMFILE, for this process and what it executes.
-void RefuseSystemCall(long number) {
-  std::array<sock_filter, 4> instructions{{
+// From here on the program's own pipes can't be opened, by this process and what it executes. A
+// sanitizer's, which are opened without O_CLOEXEC, can.
+void RefusePipes() {
+  constexpr std::uint32_t kFlags = offsetof(seccomp_data, args) + sizeof(std::uint64_t);
+  std::array<sock_filter, 6> instructions{{
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(number), 0, 1),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pipe2, 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kFlags),  // the low half, on a little-endian machine
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, O_CLOEXEC, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EMFILE),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   }};
@@ -86,8 +90,8 @@ void RefuseSystemCall(long number) {
   (void)close_range(3, ~0U, 0);
   const rlimit noCoreFile{0, 0};
   (void)setrlimit(RLIMIT_CORE, &noCoreFile);
-  if (options.refusedSystemCall >= 0) {
-    RefuseSystemCall(options.refusedSystemCall);
+  if (options.refusesPipes) {
+    RefusePipes();
   }
   (void)setenv("TERM", options.term, 1);
   (void)setenv("BOARD_SIM_DIR", folder.PathOf("board").c_str(), 1);

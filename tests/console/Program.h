@@ -29,8 +29,8 @@ class TestFolder {
 /// How a program is started.
 struct ProgramOptions {
   const char* program = CONSOLE_SIM_PROGRAM;
-  const char* term = "dumb";    ///< TERM
-  long refusedSystemCall = -1;  ///< number of a system call that fails with EMFILE, or -1
+  const char* term = "dumb";  ///< TERM
+  bool refusesPipes = false;  ///< a pipe2 with O_CLOEXEC fails with EMFILE
 };
 
 /// How a program ended: its exit status, or the signal that it died by.
