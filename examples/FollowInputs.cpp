@@ -9,6 +9,7 @@ namespace {
 using AudioType = AudioChannelInfo::AudioType;
 
 constexpr std::uint8_t kChannels = 16;  // of a link
+constexpr std::uint8_t kGroups = 4;     // of an embedder
 constexpr std::uint8_t kMadiLink = 4;   // the main mixer's links: an embedder's is its number,
 constexpr std::uint8_t kAesLink = 12;   // MADI has four, AES one
 
@@ -38,17 +39,32 @@ const char* NameOf(AudioType type) {
 
 FollowInputs::FollowInputs(TopFpga& fpga, Print print)
     : fpga_(fpga), audio_(fpga.GetAudioPathFacade()), print_(std::move(print)) {
+  _RouteVideo();
   _RouteAudio();
   _OpenInterrupts();
+}
+
+// Both switches pass straight through. A destination comes alive in two steps.
+void FollowInputs::_RouteVideo() {
+  for (VideoCrosspoint* crosspoint : {&fpga_.GetSdiRxCrosspoint(), &fpga_.GetSdiTxCrosspoint()}) {
+    for (std::size_t path = 0; path < kPaths; ++path) {
+      (void)crosspoint->SetRoute(path, path, true /* quiet */);  // a failure is logged there
+      (void)crosspoint->SetOutputDisable(path, false, true /* quiet */);
+    }
+  }
 }
 
 // Input i feeds embedder i and the i-th link of MADI; AES gets input 0. The mixers of the inputs
 // pass their 16 channels through.
 void FollowInputs::_RouteAudio() {
+  audio_.SetAes5To8Enable(false);  // to be outputs
   for (std::size_t input = 0; input < kPaths; ++input) {
     const auto link = static_cast<std::uint8_t>(input);
     AudioMixerDriverControl& inputMixer = audio_.GetInputAudioPathFacadeAtIndex(input)->GetMixer();
     inputMixer.UpdateSourceControl(0, 0, AudioSourceControl{.srcIndex = 0});
+    for (std::uint8_t group = 0; group < kGroups; ++group) {
+      audio_.SetEmbedderGroupEnable(input, group, 1);
+    }
     for (std::uint8_t channel = 0; channel < kChannels; ++channel) {
       const AudioSourceControl source{.srcIndex = static_cast<std::uint16_t>(link << 4 | channel)};
       audio_.GetMixer(0)->UpdateSourceControl(link, channel, source);
@@ -79,7 +95,10 @@ void FollowInputs::_OpenInterrupts() {
     input.GetDelaySrc().UnmaskIrq();
     audio_.UnmaskEmbedderIrq(path);
   }
-  _Serve(audio_.GetAudioOutputClkIrq(), [this] { audio_.HandleAudioOutputClkIrq(); });
+  _Serve(audio_.GetAudioOutputClkIrq(), [this] {
+    audio_.HandleAudioOutputClkIrq();
+    print_("output audio clock changed");
+  });
   _Serve(audio_.GetAesRxIrq(), [this] { audio_.HandleAesRxIrq(); });
   audio_.UnmaskAudioOutputClkIrq();
   audio_.UnmaskAesRxIrq();
@@ -143,7 +162,6 @@ void FollowInputs::_CheckAudio(std::size_t path) {
   if (delay.CheckErrors()) {
     _Say("input", path, "audio delay in error");
   }
-  delay.RetryFailedRestarts();
   for (std::size_t pair = 0; pair < paths_[path].types.size(); ++pair) {
     AudioType type{};
     std::uint16_t line = 0;

@@ -58,7 +58,13 @@ TEST_F(FollowInputsTest, FollowsWhatIsPluggedChangedAndLost) {
   Loop(2);
   EXPECT_EQ(Take(), (std::vector<std::string>{"input 1: 1920x1080p 60 A BT.709"}));
   EXPECT_EQ(board_.framesync[1].Get("videoType"), GetVideoStandard(41).framesyncVideoType);
-  EXPECT_EQ(board_.embedder[1].Get("reset"), 0U);
+  EXPECT_EQ(board_.framesync[1].Get("lockToInput"), 1U);
+  EXPECT_EQ(board_.sdiTx[1].Get("std"), 2U);  // 3G
+  EXPECT_EQ(board_.embedder[1].Get("embeddingIsActive"), 1U);
+  for (std::uint32_t path = 0; path < 4; ++path) {
+    EXPECT_EQ(board_.sdiRxCrosspoint.SourceOf(path), static_cast<int>(path));
+    EXPECT_EQ(board_.sdiTxCrosspoint.SourceOf(path), static_cast<int>(path));
+  }
   EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), 1U);
   EXPECT_EQ(board_.audioDelay[1].Get("glbl_reset"), 0U);
 

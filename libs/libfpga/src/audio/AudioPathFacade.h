@@ -54,7 +54,8 @@ class AudioPathFacade {
   /// line of its burst, and whether its group of two pairs is embedded.
   ///
   /// Only a pair that comes around the converter of an input's delay line can be moved; any other
-  /// logs at Error. All three results are written in any case.
+  /// logs at Error. All three results are written, but for a bad index: an embedder above 3 or a
+  /// pair above 7 throws std::out_of_range.
   virtual void UpdateEmbedderNonPcmLineNum(std::size_t embedder, std::size_t pair, AudioType* type,
                                            std::uint16_t* line, std::uint8_t* groupEnabled) = 0;
   /// Switches an audio group (0 to 3, two pairs each) of an embedder on or off. An index past the

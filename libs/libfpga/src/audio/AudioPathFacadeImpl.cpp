@@ -268,8 +268,8 @@ void AudioPathFacadeImpl::UpdateEmbedderNonPcmLineNum(std::size_t embedder, std:
   float advance = 0;
   float retard = 0;
   core.GetDolbyEAlignment(pair, &advance, &retard);
-  if (advance == 0 || retard == 0) {
-    return;  // the burst sits within tolerance
+  if (advance <= 0 || retard <= 0) {
+    return;  // the burst sits within tolerance, or in a line that the frame doesn't have
   }
   const auto link = static_cast<std::uint8_t>(embedder);
   const auto channel = static_cast<std::uint8_t>(2 * pair);

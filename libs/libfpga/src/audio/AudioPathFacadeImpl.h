@@ -64,6 +64,7 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
 
   // Each appends a callback; an empty one is skipped. They run on the thread that drives the graph,
   // the three of audio types within a notification of the graph: these may not change the routing.
+  // No callback may add another one.
 
   /// Called at the end of HandleAudioOutputClkIrq.
   void AddAudioOutputClkIrqCallback(std::function<void()> callback);
