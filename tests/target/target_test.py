@@ -329,7 +329,7 @@ class Faults(OnTheBoard):
     def test_no_spi_node(self):
         with self.without("/dev/spidev1.0"), self.without("/dev/spidev0.0"):
             self.assertEqual(self.start(), "")
-            machine.terminal.run("sdi eqrate 0")
+            self.assertEqual(machine.terminal.run("sdi eqrate 0"), "Video Format: Unknown\n")
             self.assertConsoleWorks()
             self.assertHolds(
                 self.leave(), (ERROR, "Unable to open /dev/spidev1.0"),
@@ -342,7 +342,8 @@ class Faults(OnTheBoard):
         machine.drivers.connect(None)
         machine.equalisers.connect(None)
         self.assertEqual(self.start(), "")
-        machine.terminal.run("sdi eqrate 0")
+        # What isn't received is 0, which is the status of a chip that sees MADI.
+        self.assertEqual(machine.terminal.run("sdi eqrate 0"), "Video Format: MADI\n")
         self.assertConsoleWorks()
         self.assertHolds(
             self.leave(),
@@ -374,6 +375,13 @@ class Faults(OnTheBoard):
                     log, (ERROR, "EEPROM Write error! Tried to write to 0x00000000, 76 bytes"),
                     (INFO, "SN: 004712"))
                 self.assertEqual(machine.file(LOW_FILE), b"")
+
+    def test_no_place_for_the_history(self):
+        self.start("board-console", "/proc")
+        self.assertConsoleWorks()
+        self.assertHolds(self.leave(), (
+            WARNING, "History not stored in .cli: create the temporary file:"
+                     " No such file or directory"))
 
     def test_no_log(self):
         machine.stop_log()
