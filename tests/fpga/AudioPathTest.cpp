@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <span>
 #include <stdexcept>
 
 #include "audio/AudioPathFacadeImpl.h"
@@ -20,15 +22,43 @@ constexpr std::uint64_t Passed(std::uint64_t link, std::uint64_t channel) {
   return (link * 16 + channel) << 24 | 0x10000;
 }
 
+using Slots = std::vector<std::uint32_t>;
+
+// The order in which things come to reset and out of it: an input by the slots of input 0, then
+// what follows the inputs.
+constexpr std::array kHoldOfInput{20U, 12U, 16U, 28U, 32U, 43U};     // the mixer first
+constexpr std::array kReleaseOfInput{16U, 20U, 12U, 28U, 32U, 43U};  // from the clock on
+constexpr std::array kOutputClocked{37U, 36U, 40U};                  // only if all is meant
+constexpr std::array kOutputs{41U, 52U, 53U, 54U, 55U};
+
 // The slots of the window in the order in which a trace came to them.
-std::vector<std::uint32_t> SlotsInOrder(const std::vector<sim::RegisterAccess>& trace) {
-  std::vector<std::uint32_t> slots;
+Slots SlotsInOrder(const std::vector<sim::RegisterAccess>& trace) {
+  Slots slots;
   for (const sim::RegisterAccess& access : trace) {
     const std::uint32_t slot = access.address / sim::RegisterFile::kSlotBytes;
     if (slots.empty() || slots.back() != slot) {
       slots.push_back(slot);
     }
   }
+  return slots;
+}
+
+void Append(Slots& slots, std::span<const std::uint32_t> more, std::uint32_t input = 0) {
+  for (const std::uint32_t slot : more) {
+    slots.push_back(slot + input);
+  }
+}
+
+// Where HoldInReset or ReleaseFromReset of the whole goes.
+Slots OfTheWhole(std::span<const std::uint32_t> ofInput, bool all) {
+  Slots slots;
+  for (std::uint32_t input = 0; input < 4; ++input) {
+    Append(slots, ofInput, input);
+  }
+  if (all) {
+    Append(slots, kOutputClocked);
+  }
+  Append(slots, kOutputs);
   return slots;
 }
 
@@ -95,53 +125,85 @@ TEST_F(AudioPath, ComesUpInOrder) {
   board_.log.Clear();
   audio_.Initialize();
 
-  std::vector<std::uint32_t> expected;
-  for (std::uint32_t i = 0; i < 4;
-       ++i) {  // hold: mixer, de-embedder, clock, delay, converter, meters
-    for (const std::uint32_t first : {20U, 12U, 16U, 28U, 32U, 43U}) {
-      expected.push_back(first + i);
-    }
-  }
-  for (const std::uint32_t slot : {37U, 36U, 40U, 41U, 52U, 53U, 54U, 55U}) {
-    expected.push_back(slot);
-  }
-  for (std::uint32_t i = 0; i < 4; ++i) {  // release: from the clock to the output
-    for (const std::uint32_t first : {16U, 20U, 12U, 28U, 32U, 43U}) {
-      expected.push_back(first + i);
-    }
-  }
-  for (const std::uint32_t slot : {37U, 36U, 40U, 41U, 52U, 53U, 54U, 55U}) {
-    expected.push_back(slot);
-  }
+  Slots expected = OfTheWhole(kHoldOfInput, true);
+  Append(expected, OfTheWhole(kReleaseOfInput, true));
   for (std::uint32_t i = 0; i < 4; ++i) {  // each input anew, left with its delay line in reset
-    for (const std::uint32_t first :
-         {20U, 12U, 16U, 28U, 32U, 43U, 16U, 20U, 12U, 28U, 32U, 43U, 20U, 28U, 43U, 28U, 32U}) {
-      expected.push_back(first + i);
-    }
+    Append(expected, kHoldOfInput, i);
+    Append(expected, kReleaseOfInput, i);
+    Append(expected, std::array{20U, 28U, 43U, 28U, 32U}, i);
   }
-  for (const std::uint32_t slot : {37U, 47U, 38U, 42U, 11U}) {
-    expected.push_back(slot);
-  }
+  Append(expected, std::array{37U, 47U, 38U, 42U, 11U});
   EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), expected);
 
   // Each input finds no memory for its delay line twice: when all is reset, and when it is set up.
-  const std::vector<std::string> errors = board_.log.Messages(3);
-  EXPECT_EQ(errors.size(), 8U);
-  std::vector<std::string> steps = board_.log.Messages(6);
-  std::erase_if(steps, [](const std::string& line) {
-    return line.find("INITIALIZE") == std::string::npos &&
-           line.find("Facade Initialize") == std::string::npos;
+  const sim::LogRecord noMemory{
+      3, "Attempt to setup audio delay line before DRAM space was allocated to it"};
+  std::vector<sim::LogRecord> steps(4, noMemory);
+  for (std::size_t i = 0; i < 4; ++i) {
+    steps.push_back(noMemory);
+    steps.push_back({6, "INPUT AUDIO PATH INITIALIZE"});
+  }
+  steps.push_back({6, "AUDIO PATH INITIALIZE"});
+  steps.push_back({6, "Finished Audio Path Facade Initialize"});
+  std::vector<sim::LogRecord> seen = board_.log.WithoutOrigins();
+  std::erase_if(seen, [](const sim::LogRecord& record) {
+    return record.severity > 4 && record.text.find("INITIALIZE") == std::string::npos &&
+           record.text.find("Facade Initialize") == std::string::npos;
   });
-  EXPECT_EQ(steps, (std::vector<std::string>{
-                       "INPUT AUDIO PATH INITIALIZE", "INPUT AUDIO PATH INITIALIZE",
-                       "INPUT AUDIO PATH INITIALIZE", "INPUT AUDIO PATH INITIALIZE",
-                       "AUDIO PATH INITIALIZE", "Finished Audio Path Facade Initialize"}));
+  EXPECT_EQ(seen, steps);
   for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_TRUE(audio_.GetInputAudioPathFacadeAtIndex(i)->GetDelay().IsHeldInReset()) << i;
     EXPECT_TRUE(audio_.GetInputAudioPathFacadeAtIndex(i)->GetDelaySrc().IsHeldInReset()) << i;
     EXPECT_EQ(board_.deembedder[i].Get("reset"), 0U) << i;
   }
   EXPECT_EQ(board_.audioPath.Word(8), 0b1010U);  // both groups enabled as inputs
+}
+
+TEST_F(AudioPath, LeavesTheMainMixerAndClocksAloneUnlessAllIsReset) {
+  BringUp();
+  SetLogLevel(kLogDebug);
+  Take(7);
+  const Slots hold = OfTheWhole(kHoldOfInput, false);
+  const Slots release = OfTheWhole(kReleaseOfInput, false);
+  const std::vector<std::string> resetting{
+      "Resetting out_aud_control", "Resetting in_aud_0_control", "Resetting in_aud_1_control",
+      "Resetting in_aud_2_control", "Resetting in_aud_3_control"};
+  const auto expectResets = [&](std::uint32_t held) {
+    for (std::size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(board_.inputMixer[i].Get("reset"), held) << i;
+      EXPECT_EQ(board_.deembedder[i].Get("reset"), held) << i;
+      EXPECT_EQ(board_.inputClkGen[i].Get("reset"), held) << i;
+      EXPECT_EQ(board_.audioDelay[i].Get("glbl_reset"), held) << i;
+      EXPECT_EQ(board_.audioDelaySrc[i].Get("logic_reset"), held) << i;
+      EXPECT_EQ(board_.inputPeakMeters[i].Get("reset"), held) << i;
+      EXPECT_EQ(board_.embedder[i].Get("reset"), held) << i;
+    }
+    EXPECT_EQ(board_.aesRx.Get("reset"), held);
+  };
+
+  board_.registers.StartTrace();
+  audio_.HoldInReset(false);
+  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), hold);
+  EXPECT_EQ(Take(7), resetting);
+  expectResets(1);
+
+  board_.registers.StartTrace();
+  audio_.ReleaseFromReset(false);
+  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), release);
+  for (const std::string& line : Take(7)) {
+    EXPECT_FALSE(line.starts_with("Resetting")) << line;
+  }
+  expectResets(0);
+
+  Slots both = hold;
+  Append(both, release);
+  board_.registers.StartTrace();
+  audio_.ResetAndRelease(false);
+  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), both);
+  std::vector<std::string> lines = Take(7);
+  lines.resize(std::min(lines.size(), resetting.size()));  // the delay lines' setup follows
+  EXPECT_EQ(lines, resetting);
+  expectResets(0);
 }
 
 TEST_F(AudioPath, CarriesATypeToEveryTransmitterAndBack) {
@@ -211,41 +273,95 @@ TEST_F(AudioPath, FollowsTheAesLinesThatAreInputs) {
 
 TEST_F(AudioPath, SetsAnInputUpForItsStandard) {
   BringUp();
-  Take(6);
-  board_.registers.StartTrace();
-  input_->HandleInputVideoTypeChange(0, 0);  // the standard that it has
-  EXPECT_TRUE(board_.registers.TakeTrace().empty());
-  EXPECT_EQ(Take(6), (std::vector<std::string>{"in_aud_1_control link 0 is now \"Unknown\""}));
+  Slots stop;
+  Append(stop, kHoldOfInput, 1);
+  stop.push_back(13);  // the de-embedder is told that there is no signal
+  Slots setUp = stop;  // or what it carries, and what is behind it is set up
+  Append(setUp, std::array{29U, 33U});
+  Append(setUp, kReleaseOfInput, 1);
+  const struct {
+    std::uint32_t link, standard;
+    const char* name;
+    Slots slots;
+    std::uint32_t held, enabled;
+  } reports[] = {
+      {0, 0, "Unknown", {}, 0, 0},  // the standard that it has
+      {2, kStandard, "1920x1080p 60 A", setUp, 0, 1},
+      {1, kStandard, "1920x1080p 60 A", {}, 0, 1},
+      {0, 18, "1920x1080p 23.98", setUp, 0, 1},
+      {0, 4'000'000'000U, "Unknown", setUp, 0, 1},  // no row: a standard all the same
+      {0, 0, "Unknown", stop, 1, 1},                // still enabled
+      {0, 0, "Unknown", {}, 1, 1},
+      {3, kStandard, "1920x1080p 60 A", setUp, 0, 1},
+  };
+  for (std::size_t i = 0; i < std::size(reports); ++i) {
+    SCOPED_TRACE(i);
+    const auto& report = reports[i];
+    Take(6);
+    board_.registers.StartTrace();
+    input_->HandleInputVideoTypeChange(report.link, report.standard);
+    EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), report.slots);
+    const std::vector<std::string> lines = Take(6);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), "in_aud_1_control link " + std::to_string(report.link) + " is now \"" +
+                                 report.name + "\"");
+    EXPECT_EQ(lines.size() == 1, report.slots.empty());
 
-  input_->HandleInputVideoTypeChange(2, kStandard);
-  EXPECT_FALSE(input_->GetDelay().IsHeldInReset());
-  EXPECT_FALSE(input_->GetDelaySrc().IsHeldInReset());
-  EXPECT_EQ(board_.deembedder[1].Get("reset"), 0U);
-  EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), 1U);
-  EXPECT_EQ(Take(6).front(), "in_aud_1_control link 2 is now \"1920x1080p 60 A\"");
-
-  board_.registers.StartTrace();
-  input_->HandleInputVideoTypeChange(0, kStandard);
-  EXPECT_TRUE(board_.registers.TakeTrace().empty());
-
-  input_->HandleInputVideoTypeChange(0, 0);
-  EXPECT_TRUE(input_->GetDelay().IsHeldInReset());
-  EXPECT_EQ(board_.deembedder[1].Get("reset"), 1U);
-  EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), 1U);  // as it was
-  input_->HandleInputVideoTypeChange(0, 4'000'000'000U);  // no row
-  EXPECT_EQ(Take(6).back().find("is now"), std::string::npos);
+    // Until the first standard comes, only the delay line and its converter are held.
+    const std::uint32_t delayHeld = i == 0 ? 1 : report.held;
+    EXPECT_EQ(board_.audioDelay[1].Get("glbl_reset"), delayHeld);
+    EXPECT_EQ(board_.audioDelaySrc[1].Get("logic_reset"), delayHeld);
+    EXPECT_EQ(board_.inputMixer[1].Get("reset"), report.held);
+    EXPECT_EQ(board_.deembedder[1].Get("reset"), report.held);
+    EXPECT_EQ(board_.inputClkGen[1].Get("reset"), report.held);
+    EXPECT_EQ(board_.inputPeakMeters[1].Get("reset"), report.held);
+    EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), report.enabled);
+  }
 }
 
 TEST_F(AudioPath, FlapsAThousandTimesAndEndsWithTheLastEvent) {
   Run();
-  board_.audioDelay[1].SetRestartTime(std::nullopt);  // a restart never ends
-  for (int i = 0; i < 1000; ++i) {
-    input_->HandleInputVideoTypeChange(0, i % 2 == 0 ? 0 : kStandard);
-    Plug(1, 2, i % 3 == 0 ? kDolbyE : sim::AudioPair{});
-  }
-  board_.audioDelay[1].SetRestartTime(std::chrono::microseconds(0));
-  input_->HandleInputVideoTypeChange(0, 18);
-  Plug(1, 2, kDolbyE);
+  std::array<int, 3> calls{};  // for the embedders, for MADI and for AES
+  audio_.AddEmbedderAudioTypeCallback([&](const AudioTypeArray&) { ++calls[0]; });
+  audio_.AddMadiTxAudioTypeCallback([&](const MadiAudioTypeArray&) { ++calls[1]; });
+  audio_.AddAesTxAudioTypeCallback([&](const AudioTypeArray&) { ++calls[2]; });
+  const auto flap = [&](int times) {
+    board_.audioDelay[1].SetRestartTime(std::nullopt);  // a restart never ends
+    for (int i = 0; i < times; ++i) {
+      input_->HandleInputVideoTypeChange(0, i % 2 == 0 ? 0 : kStandard);
+      Plug(1, 2, i % 3 == 0 ? kDolbyE : sim::AudioPair{});
+    }
+  };
+  // The accesses with which a pair gets its signal and turns from PCM to data. The mixers are left
+  // out: their threads program them at a time of their own.
+  const auto accessesOfAChange = [&] {
+    board_.audioDelay[1].SetRestartTime(std::chrono::microseconds(0));
+    input_->HandleInputVideoTypeChange(0, 0);
+    Plug(1, 2, kDolbyE);
+    calls = {};
+    board_.registers.StartTrace();
+    input_->HandleInputVideoTypeChange(0, 18);
+    input_->GetDeembedder().UpdatePairTypes();
+    std::vector<sim::RegisterAccess> trace = board_.registers.TakeTrace();
+    std::erase_if(trace, [](const sim::RegisterAccess& access) {
+      const std::uint32_t slot = access.address / sim::RegisterFile::kSlotBytes;
+      return (slot >= 20 && slot <= 23) || slot == 37;
+    });
+    EXPECT_EQ(calls, (std::array{4, 4, 1}));  // once for each link
+    return trace;
+  };
+
+  flap(10);
+  const std::vector<sim::RegisterAccess> early = accessesOfAChange();
+  flap(1000);
+  // The last event put the pair on its way and began a restart of it that still runs.
+  EXPECT_EQ(board_.audioDelay[1].Get("restart"), 0b11U << 4);
+  EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 1U << 2);
+  EXPECT_EQ(board_.embedder[3].Get("nonPcmSelect"), 0b11U << 4);
+  EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(3, 4), 5);
+  EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(3, 11), 1);
+  EXPECT_EQ(accessesOfAChange(), early);  // no more than at first
+
   Plug(1, 5, kDolbyE);
   EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 0b100100U);
   EXPECT_EQ(board_.embedder[3].Get("nonPcmSelect"), 0b11'00'00'11'00'00U);
