@@ -131,11 +131,37 @@ TEST_F(AudioPeakMeterTest, ReadingsAreLiftedDecibelsOfFullScale) {
 
 TEST_F(AudioPeakMeterTest, MetersNeedTheirLevels) {
   input.ReleaseFromReset();
-  EXPECT_EQ(AccessesOf([&] { input.UpdateMeters(meters); }).size(), 17U);  // no bank is switched
+  const auto expectRefusal = [&](std::size_t links) {
+    meters = {1, 2, 3};
+    std::vector<sim::RegisterAccess> expected{Loaded(kInput, 0)};
+    expected.resize(1 + links * 16, Loaded(kInput + 4, 0));  // and no bank is switched
+    EXPECT_EQ(AccessesOf([&] { input.UpdateMeters(meters); }), expected);
+    EXPECT_TRUE(meters.empty());
+    EXPECT_EQ(board.log.WithoutOrigins(),
+              (std::vector<LogRecord>{
+                  {4, "Audio peak meter vector sizes differ. This should not occur!"}}));
+  };
+  expectRefusal(1);  // there are none yet
+  input.Initialize();
+  for (const std::uint32_t links : {2U, 0U}) {  // the core says something else now
+    inputModel.SetWord(8, links);
+    input.ReadNumLinks();
+    expectRefusal(links);
+  }
+  input.Initialize();
+  input.UpdateMeters(meters);
   EXPECT_TRUE(meters.empty());
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{
-                {4, "Audio peak meter vector sizes differ. This should not occur!"}}));
+
+  // As many as the core says, whatever the object was built with.
+  output.ReleaseFromReset();
+  output.Initialize();
+  EXPECT_EQ(output.GetNumLinks(), 4U);
+  const std::vector<sim::RegisterAccess> accesses =
+      AccessesOf([&] { output.UpdateMeters(meters); });
+  EXPECT_EQ(accesses.size(), 1U + 64 + 2);
+  EXPECT_EQ(accesses.back(), Stored(kOutput, 1));
+  EXPECT_EQ(meters, std::vector<std::int16_t>(64, -40));
+  EXPECT_TRUE(board.log.All().empty());
 }
 
 TEST_F(AudioPeakMeterTest, MetersFollowThePeaksBetweenUpdates) {
