@@ -83,7 +83,8 @@ TEST(TopFpga, BringsTheDesignUpInOrder) {
         (std::vector<std::uint32_t>{3, 4, 5, 6, 48, 49, 50, 51, 7, 8, 9, 10, 52, 53, 54, 55, 56}));
     for (std::size_t i = 0; i < 4; ++i) {
       AudioPathFacade& audio = fpga.GetAudioPathFacade();
-      EXPECT_GT(audio.GetInputAudioPathFacadeAtIndex(i)->GetDelay().GetChunkCount(), 0U) << i;
+      EXPECT_EQ(audio.GetInputAudioPathFacadeAtIndex(i)->GetDelay().GetChunkCount(), 5461U)
+          << i;  // of 3 KiB each in 16 MiB
     }
     EXPECT_EQ(fpga.GetFramesyncs().size(), 4U);
     EXPECT_EQ(fpga.GetSdiRxs().size(), 4U);
@@ -109,15 +110,23 @@ class TopFpgaPaths : public testing::TestWithParam<ActivePaths> {};
 TEST_P(TopFpgaPaths, InactivePathsStayInReset) {
   sim::Board& board = sim::Board::Get();
   board.clock.TakeOver();
+  for (sim::AudioEmbedderModel& embedder : board.embedder) {  // a test pattern from before
+    embedder.Set("avAlignTpgEn", 1);
+    embedder.Set("avAlignTpgNumFrames", 77);
+  }
   TopFpgaImpl fpga(GetParam().channels);
   EXPECT_EQ(fpga.GetFramesyncs().size(), GetParam().active);
   EXPECT_EQ(fpga.GetSdiRxs().size(), GetParam().active);
   EXPECT_EQ(fpga.GetSdiTxs().size(), GetParam().active);
   for (std::size_t i = 0; i < 4; ++i) {
     const std::uint32_t held = i < GetParam().active ? 0 : 1;
+    EXPECT_EQ(board.sdiRx[i].Get("reset"), held) << i;
+    EXPECT_EQ(board.sdiRx[i].Get("modeEnable"), 31U) << i;  // set up in any case
     EXPECT_EQ(board.framesync[i].Get("reset"), held) << i;
     EXPECT_EQ(board.sdiTx[i].Get("reset"), held) << i;
     EXPECT_EQ(board.embedder[i].Get("reset"), 0U) << i;  // audio comes up in any case
+    EXPECT_EQ(board.embedder[i].Get("avAlignTpgEn"), 0U) << i;
+    EXPECT_EQ(board.embedder[i].Get("avAlignTpgNumFrames"), 10U) << i;  // the shortest cycle
   }
   for (std::size_t i = 0; i < fpga.GetFramesyncs().size(); ++i) {
     fpga.GetFramesyncs()[i]->SetupFormat(18);  // lays its memory out, in units of 64 bytes
