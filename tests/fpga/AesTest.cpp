@@ -7,6 +7,7 @@
 #include "log/Log.h"
 #include "modules/AesTx.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -27,13 +28,6 @@ class AesTest : public testing::Test {
   AesTest() {
     SetLogLevel(kLogDebug);
     board.clock.TakeOver();
-  }
-
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
   }
 
   bool LineIsRaised() {

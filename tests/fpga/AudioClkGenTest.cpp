@@ -6,6 +6,7 @@
 #include "modules/AudioOutputClkGen.h"
 #include "modules/DanteCoreInterface.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -19,13 +20,6 @@ constexpr std::uint32_t kDante = 0x2800000;
 
 class AudioClkGenTest : public testing::Test {
  protected:
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
-  }
-
   bool LineIsRaised() {
     board.irqAggregator.Store(0x44, 1U << 4);  // line 36: the latched bit goes, a raised line stays
     return (board.irqAggregator.Get("irq_status_32_63") & 1U << 4) != 0;

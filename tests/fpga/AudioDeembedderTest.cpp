@@ -7,6 +7,7 @@
 #include "log/Log.h"
 #include "modules/IrqHandler.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -37,19 +38,6 @@ constexpr std::uint32_t k1080i50 = 15;
 class AudioDeembedderTest : public testing::Test {
  protected:
   AudioDeembedderTest() { SetLogLevel(kLogDebug); }
-
-  // The accesses of one operation, whose log lines are kept alone.
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
-  }
-  std::vector<sim::RegisterAccess> StoresOf(const std::function<void()>& operation) {
-    auto accesses = AccessesOf(operation);
-    std::erase_if(accesses, [](const auto& a) { return a.kind != Stored(0, 0).kind; });
-    return accesses;
-  }
 
   sim::Board& board = sim::Board::Get();
   sim::AudioDeembedderModel& core = board.deembedder[1];

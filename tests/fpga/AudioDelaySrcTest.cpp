@@ -8,6 +8,7 @@
 #include "modules/AudioDelay.h"
 #include "modules/IrqHandler.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -25,13 +26,6 @@ class AudioDelaySrcTest : public testing::Test {
   AudioDelaySrcTest() {
     SetLogLevel(kLogDebug);
     board.clock.TakeOver();
-  }
-
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
   }
 
   sim::Board& board = sim::Board::Get();

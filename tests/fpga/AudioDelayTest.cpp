@@ -6,6 +6,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -32,18 +33,6 @@ class AudioDelayTest : public testing::Test {
     delay._InitializeDramAndCsr(0x80001238, 0x1000000);
   }
 
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
-  }
-  std::vector<sim::RegisterAccess> StoresOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeStores();
-  }
   std::uint64_t SleepOf(const std::function<void()>& operation) {
     const std::uint64_t before = board.clock.SleptMicroseconds();
     operation();

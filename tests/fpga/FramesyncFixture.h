@@ -12,6 +12,7 @@
 #include "log/Log.h"
 #include "modules/Framesync.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 /// A driver and its core, whose words hold garbage, so that a field write that touches its
 /// neighbours shows.
@@ -27,14 +28,6 @@ class FramesyncFixture : public testing::Test {
         core.SetWord(field.byteOffset, kGarbage);
       }
     }
-  }
-
-  /// The accesses of one operation, whose log lines are kept alone.
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
   }
 
   /// The accesses of field writes in this order, from what the core holds now: a load and a store

@@ -5,6 +5,7 @@
 #include "modules/MadiRx.h"
 #include "modules/MadiTx.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -24,12 +25,6 @@ class MadiTest : public testing::Test {
     Status status{true, true};
     rx.GetMadiRxStatus(&status.ok, &status.rateOk);
     return status;
-  }
-
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
   }
 
   sim::Board& board = sim::Board::Get();

@@ -7,6 +7,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 #include "video/Video.h"
 
 namespace {
@@ -29,13 +30,6 @@ class RefDetectTest : public testing::Test {
       model.SetWord(offset, counter);
       offset += 4;
     }
-  }
-
-  std::vector<sim::RegisterAccess> StoresOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeStores();
   }
 
   sim::Board& board = sim::Board::Get();

@@ -4,6 +4,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -14,13 +15,6 @@ class VideoCrosspointTest : public testing::Test {
  protected:
   // A slot without a core: plain memory, so that words of any layout can be looked at.
   static constexpr std::uint32_t kBase = 0x3A00000;
-
-  std::vector<sim::RegisterAccess> StoresOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeStores();
-  }
 
   sim::Board& board = sim::Board::Get();
 };
