@@ -8,6 +8,7 @@
 #include "audio/AudioPathFacadeImpl.h"
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 #include "video/Video.h"
 
 namespace {
@@ -30,18 +31,6 @@ constexpr std::array kHoldOfInput{20U, 12U, 16U, 28U, 32U, 43U};     // the mixe
 constexpr std::array kReleaseOfInput{16U, 20U, 12U, 28U, 32U, 43U};  // from the clock on
 constexpr std::array kOutputClocked{37U, 36U, 40U};                  // only if all is meant
 constexpr std::array kOutputs{41U, 52U, 53U, 54U, 55U};
-
-// The slots of the window in the order in which a trace came to them.
-Slots SlotsInOrder(const std::vector<sim::RegisterAccess>& trace) {
-  Slots slots;
-  for (const sim::RegisterAccess& access : trace) {
-    const std::uint32_t slot = access.address / sim::RegisterFile::kSlotBytes;
-    if (slots.empty() || slots.back() != slot) {
-      slots.push_back(slot);
-    }
-  }
-  return slots;
-}
 
 void Append(Slots& slots, std::span<const std::uint32_t> more, std::uint32_t input = 0) {
   for (const std::uint32_t slot : more) {
@@ -133,7 +122,7 @@ TEST_F(AudioPath, ComesUpInOrder) {
     Append(expected, std::array{20U, 28U, 43U, 28U, 32U}, i);
   }
   Append(expected, std::array{37U, 47U, 38U, 42U, 11U});
-  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), expected);
+  EXPECT_EQ(ModulesInOrder(board_.registers.TakeTrace()), expected);
 
   // Each input finds no memory for its delay line twice: when all is reset, and when it is set up.
   const sim::LogRecord noMemory{
@@ -183,13 +172,13 @@ TEST_F(AudioPath, LeavesTheMainMixerAndClocksAloneUnlessAllIsReset) {
 
   board_.registers.StartTrace();
   audio_.HoldInReset(false);
-  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), hold);
+  EXPECT_EQ(ModulesInOrder(board_.registers.TakeTrace()), hold);
   EXPECT_EQ(Take(7), resetting);
   expectResets(1);
 
   board_.registers.StartTrace();
   audio_.ReleaseFromReset(false);
-  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), release);
+  EXPECT_EQ(ModulesInOrder(board_.registers.TakeTrace()), release);
   for (const std::string& line : Take(7)) {
     EXPECT_FALSE(line.starts_with("Resetting")) << line;
   }
@@ -199,7 +188,7 @@ TEST_F(AudioPath, LeavesTheMainMixerAndClocksAloneUnlessAllIsReset) {
   Append(both, release);
   board_.registers.StartTrace();
   audio_.ResetAndRelease(false);
-  EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), both);
+  EXPECT_EQ(ModulesInOrder(board_.registers.TakeTrace()), both);
   std::vector<std::string> lines = Take(7);
   lines.resize(std::min(lines.size(), resetting.size()));  // the delay lines' setup follows
   EXPECT_EQ(lines, resetting);
@@ -300,7 +289,7 @@ TEST_F(AudioPath, SetsAnInputUpForItsStandard) {
     Take(6);
     board_.registers.StartTrace();
     input_->HandleInputVideoTypeChange(report.link, report.standard);
-    EXPECT_EQ(SlotsInOrder(board_.registers.TakeTrace()), report.slots);
+    EXPECT_EQ(ModulesInOrder(board_.registers.TakeTrace()), report.slots);
     const std::vector<std::string> lines = Take(6);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "in_aud_1_control link " + std::to_string(report.link) + " is now \"" +
@@ -382,7 +371,7 @@ TEST_F(AudioPath, AnswersAChangeOfTheOutputClock) {
   Take(6);
   board_.registers.StartTrace();
   audio_.HandleAudioOutputClkIrq();
-  EXPECT_EQ(SlotsInOrder(board_.registers.TakeStores()),
+  EXPECT_EQ(ModulesInOrder(board_.registers.TakeStores()),
             (std::vector<std::uint32_t>{36, 37, 29, 33, 52, 53, 54, 55, 42, 38}));
   EXPECT_EQ(calls, 1);
   const std::vector<std::string> info = Take(6);
@@ -404,7 +393,7 @@ TEST_F(AudioPath, PutsADolbyEFrameBackOnItsLine) {
   audio_.SetEmbedderGroupEnable(4, 1, 1);  // there is no such embedder
   EXPECT_EQ(update(2, 3, &type, &line), 1);
   EXPECT_EQ(type, AudioType::Pcm);
-  for (const std::uint32_t slot : SlotsInOrder(board_.registers.TakeTrace())) {
+  for (const std::uint32_t slot : ModulesInOrder(board_.registers.TakeTrace())) {
     EXPECT_EQ(slot, 54U);
   }
 
@@ -425,6 +414,10 @@ TEST_F(AudioPath, PutsADolbyEFrameBackOnItsLine) {
   EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_6"), 888U);
   EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_7"),
             board_.audioDelay[1].Get("per_ch_init_delay_6"));
+
+  board_.embedder[2].SetBurstLine(3, 4101);  // behind the frame's end
+  update(2, 3, &type, &line);
+  EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_6"), 888U);
 
   // A pair of which one channel comes from elsewhere is PCM there.
   audio_.GetMixer(0)->UpdateSourceControl(2, 7, {.srcIndex = 0x020});

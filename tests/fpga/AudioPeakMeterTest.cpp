@@ -4,6 +4,7 @@
 
 #include "controls/AudioPeakMeterControl.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -17,13 +18,6 @@ constexpr std::uint32_t kFullScale = 8388607;
 
 class AudioPeakMeterTest : public testing::Test {
  protected:
-  std::vector<sim::RegisterAccess> AccessesOf(const std::function<void()>& operation) {
-    board.log.Clear();
-    board.registers.StartTrace();
-    operation();
-    return board.registers.TakeTrace();
-  }
-
   sim::Board& board = sim::Board::Get();
   sim::AudioPeakMeterModel& inputModel = board.inputPeakMeters[3];
   sim::AudioPeakMeterModel& outputModel = board.outputPeakMeters;

@@ -7,20 +7,9 @@
 #include <cstdio>
 
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
-
-// The slots of the window in the order in which a trace came to them.
-std::vector<std::uint32_t> SlotsInOrder(const std::vector<sim::RegisterAccess>& trace) {
-  std::vector<std::uint32_t> slots;
-  for (const sim::RegisterAccess& access : trace) {
-    const std::uint32_t slot = access.address / sim::RegisterFile::kSlotBytes;
-    if (slots.empty() || slots.back() != slot) {
-      slots.push_back(slot);
-    }
-  }
-  return slots;
-}
 
 std::vector<std::string> Modules() {
   std::vector<std::string> lines;
@@ -74,7 +63,7 @@ TEST(TopFpga, BringsTheDesignUpInOrder) {
   board.registers.StartTrace();
   {
     TopFpgaImpl fpga(4);
-    std::vector<std::uint32_t> slots = SlotsInOrder(board.registers.TakeTrace());
+    std::vector<std::uint32_t> slots = ModulesInOrder(board.registers.TakeTrace());
     // The audio path is first, and the enabling of the AES lines is its last step.
     const auto audioEnd = std::find(slots.begin(), slots.end(), 11U);
     ASSERT_NE(audioEnd, slots.end());
