@@ -45,7 +45,7 @@ void CreateInventoryFiles(const Board& board) {
 // What a pair shows on its meters: PCM is a tone of -18 dB of full scale, the alignment level (EBU
 // R 68), and bursts look like noise near full scale.
 std::uint32_t LevelOf(const AudioPair& audio) {
-  constexpr std::uint32_t kAlignmentLevel = 1056067;
+  constexpr std::uint32_t kAlignmentLevel = 1056063;
   constexpr std::uint32_t kBurstLevel = 8000000;
   if (!audio.present) {
     return 0;
@@ -148,7 +148,11 @@ void Board::UseFolder(const std::string& folder) {
             standardId);
       },
       [this](std::uint32_t line, const AudioPair& audio) { PlugAes(line, audio); });
-  registers.BeforeLoad([this] { signalFile_->Poll(); });
+  const auto look = [this] { signalFile_->Poll(); };
+  registers.BeforeLoad(look);
+  for (SpiBus* bus : {&equaliserSpi, &driverSpi}) {
+    bus->BeforeTransfer(look);
+  }
 }
 
 void Board::Plug(std::uint32_t input, const VideoSignal& signal) {

@@ -27,6 +27,11 @@ void HandOver(const spi_ioc_transfer& transfer, const std::vector<std::uint8_t>&
 
 }  // namespace
 
+void SpiBus::BeforeTransfer(std::function<void()> hook) {
+  const std::lock_guard lock(mutex_);
+  beforeTransfer_ = std::move(hook);
+}
+
 int SpiBus::Open() {
   const std::lock_guard lock(mutex_);
   if (fault_ == SpiFault::kMissing) {
@@ -94,6 +99,9 @@ int SpiBus::SetBitsPerWord(std::uint8_t bitsPerWord) {
 
 int SpiBus::Transfer(const spi_ioc_transfer& transfer) {
   const std::lock_guard lock(mutex_);
+  if (beforeTransfer_) {
+    beforeTransfer_();
+  }
   if (const int failure = _Failure(SpiFault::kTransfer, EIO); failure != 0) {
     return failure;
   }

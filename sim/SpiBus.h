@@ -3,6 +3,7 @@
 #include <linux/spi/spidev.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -53,6 +54,10 @@ class SpiBus {
 
   std::string_view Path() const { return path_; }
 
+  /// Calls `hook` before each transfer, with the board's lock held: the place to follow what a
+  /// person does to the board.
+  void BeforeTransfer(std::function<void()> hook);
+
   int Open();
   int Close();
   int SetMode(std::uint8_t mode);
@@ -80,6 +85,7 @@ class SpiBus {
   const std::uint8_t chainMode_;
   SpiChain& chain_;
   const SpiFault& fault_;
+  std::function<void()> beforeTransfer_;
   int openCount_ = 0;
   std::uint8_t mode_ = 0;
   bool lsbFirst_ = false;
