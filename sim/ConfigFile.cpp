@@ -13,13 +13,15 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-void ReadConfigFile(
+bool ReadConfigFile(
     const std::string& path,
     const std::function<void(const std::string& key, const std::string& value)>& apply,
     const std::function<void(const std::string& complaint)>& complain) {
   std::ifstream file(path);
   std::string text;
-  for (int number = 1; std::getline(file, text); ++number) {
+  int number = 0;
+  while (std::getline(file, text)) {
+    ++number;
     const std::string_view line = Trimmed(std::string_view(text).substr(0, text.find('#')));
     if (line.empty()) {
       continue;
@@ -36,6 +38,7 @@ void ReadConfigFile(
                "': " + error.what());
     }
   }
+  return number != 0;
 }
 
 }  // namespace sim

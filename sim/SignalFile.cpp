@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iomanip>
 #include <limits>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -42,6 +43,7 @@ constexpr std::array kBurstTypes{
 constexpr std::uint32_t kLastBurstType = 31;
 constexpr std::uint32_t kLastLine = 2047;  // of 11 bits (SMPTE ST 292)
 constexpr std::uint32_t kAesLines = 8;
+constexpr auto kNothing = "none";  // for any input
 
 void WriteDefaultSignals(const std::string& path) {
   std::ofstream file(path);
@@ -55,12 +57,14 @@ void WriteDefaultSignals(const std::string& path) {
 # The standard is a name or an id of the list below, or "none" for an input without a signal. A name
 # that stands there more than once means the first one. The signal carries the standard's own
 # SMPTE ST 352 payload identifier, unless the line has another one (as st352 0x2180C998) or none.
-# A line that isn't understood is named in log.txt and leaves its input as it is.
+#
+# An input without a line has nothing plugged in, but an empty file changes nothing. Of several lines
+# for one input the last one counts. A line that isn't understood is named in log.txt and leaves its
+# input as it is. Words are separated by blanks or tabs; small and capital letters are the same.
 #
 # Its 8 pairs of audio channels carry PCM unless the line says otherwise: none, pcm, or the bursts of
 # dolby-e, ac-3, e-ac-3 or data <type>, which may tell the video line in which they start, as in
-# "pair 0 dolby-e line 13". The AES3 lines carry the same; they are "none" unless a line says
-# otherwise.
+# "pair 0 dolby-e line 13". The AES3 lines, aes1 to aes8, carry the same.
 #
 #   aes1 = <audio>
 #
@@ -91,23 +95,38 @@ bool SameLetters(const std::string& a, const std::string& b) {
 }
 
 std::uint32_t ParseNumber(const std::string& text) {
+  if (text.empty()) {
+    throw std::invalid_argument("a number is missing");
+  }
   char* end = nullptr;
-  const unsigned long long number = std::strtoull(text.c_str(), &end, 0);
-  if (text.empty() || text.front() < '0' || text.front() > '9' ||
-      end != text.c_str() + text.size() || number > std::numeric_limits<std::uint32_t>::max()) {
+  const int base = SameLetters(text.substr(0, 2), "0x") ? 16 : 10;
+  const unsigned long long number = std::strtoull(text.c_str(), &end, base);
+  if (text.front() < '0' || text.front() > '9' || end != text.c_str() + text.size() ||
+      number > std::numeric_limits<std::uint32_t>::max()) {
     throw std::invalid_argument("not a number of 32 bits");
   }
   return static_cast<std::uint32_t>(number);
 }
 
+// The text with one blank between its words.
+std::string SingleSpaced(const std::string& text) {
+  std::istringstream words(text);
+  std::string spaced;
+  for (std::string word; words >> word;) {
+    spaced += (spaced.empty() ? "" : " ") + word;
+  }
+  return spaced;
+}
+
 int ParseStandard(const std::string& text) {
-  if (SameLetters(text, "none")) {
+  const std::string name = SingleSpaced(text);
+  if (SameLetters(name, kNothing)) {
     return 0;
   }
   for (const VideoStandardRow& row : kVideoStandards) {
     if (row.id != 0 &&
-        (SameLetters(text, row.standard.name) || SameLetters(text, row.standard.GetLinkName()) ||
-         text == std::to_string(row.id))) {
+        (SameLetters(name, row.standard.name) || SameLetters(name, row.standard.GetLinkName()) ||
+         name == std::to_string(row.id))) {
       return row.id;
     }
   }
@@ -116,7 +135,7 @@ int ParseStandard(const std::string& text) {
 
 // Cuts the first word off: the word, and what follows it.
 std::pair<std::string, std::string> FirstWord(const std::string& text) {
-  const std::size_t blank = text.find(' ');
+  const std::size_t blank = text.find_first_of(" \t");
   if (blank == std::string::npos) {
     return {text, ""};
   }
@@ -134,13 +153,12 @@ void ParsePair(const std::string& text, VideoSignal& signal) {
 
 void ParseDetail(const std::string& text, VideoSignal& signal) {
   const auto [word, value] = FirstWord(text);
-  if (word == "st352" && value == "none") {
-    signal.st352.reset();
-  } else if (word == "st352") {
-    signal.st352 = ParseNumber(value);
-  } else if (word == "crc") {
+  if (SameLetters(word, "st352")) {
+    const bool none = SameLetters(value, kNothing);
+    signal.st352 = none ? std::nullopt : std::optional(ParseNumber(value));
+  } else if (SameLetters(word, "crc")) {
     signal.crcErrorsPerSecond = ParseNumber(value);
-  } else if (word == "pair") {
+  } else if (SameLetters(word, "pair")) {
     ParsePair(value, signal);
   } else {
     throw std::invalid_argument("neither st352 nor crc nor pair");
@@ -151,7 +169,10 @@ void ParseDetail(const std::string& text, VideoSignal& signal) {
 
 AudioPair ParseAudioPair(const std::string& text, std::uint32_t defaultLine) {
   auto [kind, rest] = FirstWord(text);
-  if (rest.empty() && SameLetters(kind, "none")) {
+  if (kind.empty()) {
+    throw std::invalid_argument("the audio is missing");
+  }
+  if (rest.empty() && SameLetters(kind, kNothing)) {
     return {.present = false};
   }
   if (rest.empty() && SameLetters(kind, "pcm")) {
@@ -172,8 +193,11 @@ AudioPair ParseAudioPair(const std::string& text, std::uint32_t defaultLine) {
   }
   if (!rest.empty()) {
     const auto [word, line] = FirstWord(rest);
+    if (!SameLetters(word, "line")) {
+      throw std::invalid_argument("only a line may follow");
+    }
     pair.line = ParseNumber(line);
-    if (word != "line" || pair.line == 0 || pair.line > kLastLine) {
+    if (pair.line == 0 || pair.line > kLastLine) {
       throw std::invalid_argument("no such line");
     }
   }
@@ -197,13 +221,25 @@ VideoSignal ParseSignal(const std::string& text) {
 }
 
 SignalFile::SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log,
-                       PlugFunction plug, ReferenceFunction refer, AesFunction plugAes)
-    : path_(std::move(path)),
-      clock_(clock),
-      log_(log),
-      plug_(std::move(plug)),
-      refer_(std::move(refer)),
-      plugAes_(std::move(plugAes)) {
+                       const PlugFunction& plug, const ReferenceFunction& refer,
+                       const AesFunction& plugAes)
+    : path_(std::move(path)), clock_(clock), log_(log) {
+  for (std::uint32_t input = 0; input < kDefaults.size(); ++input) {
+    inputs_.push_back({kDefaults[input].first, ParseSignal, [plug, input](const Content& content) {
+                         plug(input, std::get<VideoSignal>(content));
+                       }});
+  }
+  for (std::uint32_t input = 0; input < kDefaultReferences.size(); ++input) {
+    inputs_.push_back(
+        {kDefaultReferences[input].first, ParseStandard,
+         [refer, input](const Content& content) { refer(input, std::get<int>(content)); }});
+  }
+  for (std::uint32_t line = 0; line < kAesLines; ++line) {
+    inputs_.push_back(
+        {"aes" + std::to_string(line + 1),
+         [](const std::string& text) { return ParseAudioPair(text, 1); },
+         [plugAes, line](const Content& content) { plugAes(line, std::get<AudioPair>(content)); }});
+  }
   if (!std::filesystem::exists(path_)) {
     WriteDefaultSignals(path_);
   }
@@ -232,44 +268,38 @@ SignalFile::Stamp SignalFile::_ReadStamp() const {
 void SignalFile::_Read() {
   stamp_ = _ReadStamp();
   lookedAt_ = clock_.Steady();
-  ReadConfigFile(
-      path_, [this](const std::string& key, const std::string& value) { _Apply(key, value); },
-      [this](const std::string& complaint) { log_.Add(kWarning, complaint); });
+  struct Line {
+    bool stands = false;
+    std::optional<Content> content{};  // if it is understood
+  };
+  std::vector<Line> lines(inputs_.size());
+  const auto apply = [&](const std::string& key, const std::string& value) {
+    const std::size_t index = _IndexOf(key);
+    const bool again = std::exchange(lines[index], {.stands = true}).stands;
+    lines[index].content = inputs_[index].parse(value);
+    if (again) {
+      throw std::invalid_argument("takes the place of a line above");
+    }
+  };
+  const auto complain = [this](const std::string& complaint) { log_.Add(kWarning, complaint); };
+  if (!ReadConfigFile(path_, apply, complain)) {
+    return;
+  }
+  for (std::size_t index = 0; index < inputs_.size(); ++index) {
+    Input& input = inputs_[index];
+    const Line& line = lines[index];
+    const auto content = line.stands ? line.content : input.parse(kNothing);
+    if (content && content != std::exchange(input.plugged, content)) {
+      input.plug(*content);
+    }
+  }
 }
 
-// An input whose line didn't change keeps its lock.
-void SignalFile::_Apply(const std::string& key, const std::string& value) {
-  for (std::uint32_t input = 0; input < kDefaults.size(); ++input) {
-    if (key != kDefaults[input].first) {
-      continue;
+std::size_t SignalFile::_IndexOf(const std::string& key) const {
+  for (std::size_t index = 0; index < inputs_.size(); ++index) {
+    if (SameLetters(key, inputs_[index].key)) {
+      return index;
     }
-    const VideoSignal signal = ParseSignal(value);
-    if (signal != std::exchange(plugged_[key], signal)) {
-      plug_(input, signal);
-    }
-    return;
-  }
-  for (std::uint32_t reference = 0; reference < kDefaultReferences.size(); ++reference) {
-    if (key != kDefaultReferences[reference].first) {
-      continue;
-    }
-    const int id = ParseStandard(value);
-    if (id != std::exchange(references_[key], id)) {
-      refer_(reference, id);
-    }
-    return;
-  }
-  for (std::uint32_t line = 0; line < kAesLines; ++line) {
-    if (key != "aes" + std::to_string(line + 1)) {
-      continue;
-    }
-    const AudioPair audio = ParseAudioPair(value, 1);
-    const auto known = aesLines_.find(key);
-    if (known == aesLines_.end() || known->second != audio) {
-      aesLines_[key] = audio;
-      plugAes_(line, audio);
-    }
-    return;
   }
   throw std::invalid_argument("no such input");
 }

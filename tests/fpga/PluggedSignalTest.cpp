@@ -1,14 +1,10 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <set>
 #include <stdexcept>
 
+#include "controls/AudioPeakMeterControl.h"
 #include "log/Log.h"
 #include "modules/IrqHandler.h"
-#include "modules/RefDetect.h"
 #include "modules/SdiRx.h"
 #include "sim/Board.h"
 
@@ -179,101 +175,54 @@ TEST_F(PluggedSignalTest, ReconfigurationWordsStickAtOnce) {
   EXPECT_EQ(core.ReconfigWord(284), 1U);
 }
 
-TEST(ParseSignalTest, WhatAPersonWrites) {
-  EXPECT_EQ(sim::ParseSignal("none"), VideoSignal{});
-  EXPECT_EQ(sim::ParseSignal("40"), SignalOf(40));
-  EXPECT_EQ(sim::ParseSignal("1920X1080P 59.94 a"), SignalOf(40));
-  EXPECT_EQ(sim::ParseSignal("1920x1080p 50 B").standardId, 45);
-  EXPECT_EQ(sim::ParseSignal("3840x2160p 60 QL A 2SI").standardId, 70);
-  EXPECT_EQ(sim::ParseSignal("4096x2160p 50 QL B 2SI link 4").standardId, 156);
-  EXPECT_EQ(sim::ParseSignal("41, st352 none , crc 0x10"),
-            (VideoSignal{.standardId = 41, .crcErrorsPerSecond = 16}));
-  EXPECT_EQ(sim::ParseSignal("41,st352 0xFFFFFFFF"),
-            (VideoSignal{.standardId = 41, .st352 = 0xFFFFFFFF}));
-  for (const char* text : {"", "33", "0", "-1", "1080p", "41,", "41, st352",
-                           "41, st352 0x100000000", "41, crc -1", "41, crc 1x", "41, noise 3"}) {
-    EXPECT_THROW(sim::ParseSignal(text), std::invalid_argument) << text;
+// One signal of each rate, and what an equaliser's status says of it.
+TEST_F(PluggedSignalTest, EqualiserSeesTheRate) {
+  const struct {
+    int id;
+    unsigned status;
+  } cases[] = {{0, 1}, {5, 2}, {14, 4}, {41, 6}, {45, 6}, {57, 8}, {138, 10}, {33, 1}};
+  for (const auto& c : cases) {
+    board.Plug(3, SignalOf(c.id));
+    EXPECT_EQ(board.equaliserChain.Register(3, sim::EqualiserChainModel::kStatusReg), c.status)
+        << c.id;
   }
+  EXPECT_EQ(board.equaliserChain.Register(2, sim::EqualiserChainModel::kStatusReg), 1);
 }
 
-class SignalFileTest : public PluggedSignalTest {
- protected:
-  void SetUp() override {
-    PluggedSignalTest::SetUp();
-    std::string pattern = std::filesystem::temp_directory_path() / "signals-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
-    board.UseFolder(folder);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder); }
-
-  std::string File() const { return folder + "/signals.conf"; }
-  void Write(const std::string& text) const { std::ofstream(File()) << text; }
-  std::string StatusText() {
-    board.clock.Advance(std::chrono::milliseconds(100));
-    return rx.GetStatusText();
-  }
-
-  std::string folder;
-};
-
-constexpr auto k1080i50 = "Locked 1.5G 1920x1080 2 Streams 25 FPS Frac:0 Prog:0";
-constexpr auto k720p60 = "Locked 1.5G 1280x720 2 Streams 60 FPS Frac:0 Prog:1";
-
-TEST_F(SignalFileTest, NewBoardHasSignalsAndFollowsTheFile) {
-  rx.Init();
-  EXPECT_EQ(rx.GetStatusText(), k1080i50);
-  Write("sdi1 = 1280x720p 60  # by hand\nsdi0 = none\n");
-  board.clock.Advance(std::chrono::milliseconds(99));
-  EXPECT_EQ(rx.GetStatusText(), k1080i50);
-  EXPECT_EQ(StatusText(), k720p60);
-  EXPECT_EQ(board.sdiRx[0].Plugged(), VideoSignal{});
-  EXPECT_EQ(board.sdiRx[2].Plugged(), SignalOf(138));  // no line, no change
-
-  // Another line's change doesn't disturb this one, and neither do lines that say nothing.
-  rx.ArmUnlockCapture();
-  board.log.Clear();
-  Write("sdi1 = 14\nsdi0 = 5\nsdi1 = tartan\nsdi4 = 5\nsdi2\n");
-  EXPECT_EQ(StatusText(), k720p60);
-  EXPECT_FALSE(rx.IsRxUnlockCaptured());
-  EXPECT_EQ(board.sdiRx[0].Plugged(), SignalOf(5));
-  EXPECT_EQ(board.log.All(),
-            (std::vector<sim::LogRecord>{{4, File() + ":3: 'sdi1 = tartan': no such standard"},
-                                         {4, File() + ":4: 'sdi4 = 5': no such input"},
-                                         {4, File() + ":5: 'sdi2': no '='"}}));
-  std::filesystem::remove(File());
-  EXPECT_EQ(StatusText(), k720p60);
-}
-
-TEST_F(SignalFileTest, ReferencesFollowTheFile) {
-  RefDetect detect("ref_detect", 0x3800000);
-  detect.Reset();
-  const auto formats = [&] {
-    board.clock.Advance(std::chrono::milliseconds(100));
-    (void)rx.GetStatusText();  // any load looks at the file
-    return std::pair(detect.GetReferenceFormat(false), detect.GetReferenceFormat(true));
+TEST_F(PluggedSignalTest, AudioReachesDeembedderAndMeters) {
+  AudioPeakMeterControl meters("in_peak_meters", 0x2C00000, 1, 44, 1);
+  meters.ResetAndRelease();
+  sim::AudioDeembedderModel& deembedder = board.deembedder[1];
+  deembedder.Set("reset", 0);
+  deembedder.Set("deembed_en", 1);
+  std::vector<std::uint32_t> peaks(16);
+  const auto measure = [&] {
+    meters.SwitchBank();  // ends a measurement in which the signal changed
+    meters.SwitchBank();
+    meters.ReadPeaks(peaks);
   };
-  EXPECT_EQ(formats(), std::pair(15, 0));
-  Write("ref1 = none\nref2 = 525i 59.94\nref2 = 525i 59.94, crc 1\n");
-  EXPECT_EQ(formats(), std::pair(0, 5));
-  EXPECT_EQ(board.log.Messages(4).back(),
-            File() + ":3: 'ref2 = 525i 59.94, crc 1': no such standard");
-}
 
-// The names in the file that a new board gets are the ones that it understands.
-TEST_F(SignalFileTest, ListOfStandardsCanBeTypedBack) {
-  std::ifstream file(File());
-  std::set<int> ids;
-  for (std::string line; std::getline(file, line);) {
-    if (line.size() < 55 || line.compare(0, 2, "# ") != 0 || line.compare(45, 2, "0x") != 0) {
-      continue;
-    }
-    const int id = std::stoi(line.substr(2, 3));
-    const std::string name = line.substr(6, line.find_last_not_of(' ', 44) - 5);
-    ids.insert(id);
-    EXPECT_EQ(sim::ParseSignal(name).Standard().GetLinkName(), GetVideoStandard(id).GetLinkName());
-  }
-  EXPECT_EQ(ids.size(), 171U);
+  VideoSignal signal = SignalOf(41);
+  signal.audio[0] = {.present = false};
+  signal.audio[7] = {.burstType = 28, .line = 13};
+  board.Plug(1, signal);
+  measure();
+  EXPECT_EQ(deembedder.Get("audioStatus"), 0xFFFCU);
+  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_7_line"), 13U);
+  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_7_type"), 28U);
+  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_6_line"), 0U);
+  constexpr std::uint32_t kTone = 1056063;  // -18 dB of 8388607
+  std::vector<std::uint32_t> expected{0, 0};
+  expected.resize(14, kTone);
+  expected.resize(16, 8000000);
+  EXPECT_EQ(peaks, expected);
+  EXPECT_EQ(board.deembedder[0].Get("audioStatus"), 0U);
+
+  signal.standardId = 0;  // audio needs a signal that carries it
+  board.Plug(1, signal);
+  measure();
+  EXPECT_EQ(deembedder.Get("audioStatus"), 0U);
+  EXPECT_EQ(peaks, std::vector<std::uint32_t>(16, 0));
 }
 
 }  // namespace
