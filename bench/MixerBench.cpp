@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <thread>
 #include <vector>
 
@@ -13,31 +11,11 @@
 #include "modules/AudioMixer.h"
 #include "platform/PhysicalMemory.h"
 #include "regaccess/FpgaCsrAccess.h"
+#include "support/Allocations.h"
 #include "support/Ratio.h"
 
 // What programming the main mixer costs beside a thread that does the same locks, loads and stores
 // and nothing else, and how long its caller is held up.
-
-namespace {
-
-std::atomic<std::size_t> allocations{0};
-
-}  // namespace
-
-// Counts every allocation of the program.
-void* operator new(std::size_t bytes) {
-  ++allocations;
-  if (void* memory = std::malloc(bytes); memory != nullptr) {
-    return memory;
-  }
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -152,13 +130,13 @@ void ReportMixer(AudioMixer& mixer, BareMixer& bare) {
   };
   for (int round = 0; round < kRounds; ++round) {
     window.RawUnsafeWrite(kBase, 0);
-    const std::size_t before = allocations;
+    const std::size_t before = bench::AllocationCount();
     const auto start = Clock::now();
     mixer.ProgramCoeffs();
     calls.push_back(Microseconds(Clock::now() - start).count());
     AwaitToggle([] { return window.RawUnsafeRead(kBase); });
     best.workNs = std::min(best.workNs, nanoseconds(Clock::now() - start));
-    allocated += allocations - before;
+    allocated += bench::AllocationCount() - before;
     Settle();
 
     bare.ClearControl();

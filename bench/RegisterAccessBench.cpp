@@ -1,39 +1,17 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <mutex>
-#include <new>
 #include <thread>
 
 #include "log/Log.h"
 #include "platform/PhysicalMemory.h"
 #include "regaccess/BitfieldManager.h"
+#include "support/Allocations.h"
 #include "support/Ratio.h"
 
 // What a named field access costs beside an uncontended lock with the same raw accesses, and what a
 // filtered log line costs.
-
-namespace {
-
-std::size_t allocations = 0;
-
-}  // namespace
-
-// Counts every allocation of the program.
-void* operator new(std::size_t bytes) {
-  ++allocations;
-  if (void* memory = std::malloc(bytes); memory != nullptr) {
-    return memory;
-  }
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -69,7 +47,7 @@ void ReportAccesses(Module& module, Bare& bare) {
   BitfieldManager& byName = module;
   const std::string name = "per_channel_setting_23";
 
-  const std::size_t before = allocations;
+  const std::size_t before = bench::AllocationCount();
   const auto literalRead = bench::Compare(
       [&] { benchmark::DoNotOptimize(module.ReadBitfield("per_channel_setting_23")); }, bareRead);
   const auto literalWrite =
@@ -77,7 +55,7 @@ void ReportAccesses(Module& module, Bare& bare) {
   const auto nameRead =
       bench::Compare([&] { benchmark::DoNotOptimize(byName.ReadBitfield(name)); }, bareRead);
   const auto nameWrite = bench::Compare([&] { byName.WriteBitfield(name, 5); }, bareWrite);
-  const std::size_t allocated = allocations - before;
+  const std::size_t allocated = bench::AllocationCount() - before;
 
   std::printf("lock and load %.2f ns, lock, load and store %.2f ns\n", literalRead.baseNs,
               literalWrite.baseNs);
