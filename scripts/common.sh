@@ -71,7 +71,10 @@ need() {
   done
   ((${#missing[@]})) || return 0
   if ((EUID != 0)) && ! command -v sudo >/dev/null; then
-    die "Missing: ${missing[*]}. As root: apt-get install --no-install-recommends ${missing[*]}"
+    foreign=
+    [[ "${missing[*]}" != *:arm64* ]] || foreign="dpkg --add-architecture arm64 && apt-get update && "
+    die "Missing: ${missing[*]}. As root:" \
+      "${foreign}apt-get install --no-install-recommends ${missing[*]}"
   fi
   # The lists of packages may be absent or out of date: they are fetched when that shows.
   quietly "Installing ${missing[*]}" _Install "${missing[@]}"

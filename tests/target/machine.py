@@ -38,9 +38,14 @@ def dpkg(root, *arguments):
     # Who isn't root is it in a name space of its own.
     as_root = [] if os.geteuid() == 0 else ["unshare", "--map-root-user"]
     forced = ("architecture", "depends", "script-chrootless")
-    subprocess.run(
+    # dpkg wants programs that only root's path names.
+    environment = {**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"}
+    done = subprocess.run(
         [*as_root, "dpkg", f"--root={root}", "--log=/dev/null",
-         *(f"--force-{what}" for what in forced), *arguments], check=True, capture_output=True)
+         *(f"--force-{what}" for what in forced), *arguments],
+        capture_output=True, text=True, env=environment)
+    if done.returncode != 0:
+        raise RuntimeError(f"dpkg {arguments[0]} failed:\n{done.stdout}{done.stderr}")
 
 
 def build_image(folder, package):
@@ -166,6 +171,7 @@ class Machine:
             kind, address, value = access.split()
             if kind == "R":
                 self.set_register(int(address, 16), int(value, 16))
+        (self.folder / "accesses.txt").unlink(missing_ok=True)
         (self.folder / "replay.txt").write_text("\n".join(accesses))
         self._recordings += 1
         self._board[ACCESS_LOG] = self._recordings
@@ -180,7 +186,7 @@ class Machine:
     def start(self, command="board-console", folder="/root"):
         """Starts it on the terminal."""
         self.control("killall -q -9 board-console; rm -f /tmp/ended; :")
-        self.terminal.pending = ""
+        self.terminal.read_arrived()
         # Not with "&": a shell has what it starts so ignore some signals.
         operator = f"exec setsid -c operator {folder} {command} </dev/ttyS0 >/dev/ttyS0 2>&1"
         self.control("stty -F /dev/ttyS0 sane;"

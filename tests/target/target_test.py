@@ -310,7 +310,7 @@ class Faults(OnTheBoard):
         machine.start(*command)
         status, before, after = machine.ended()
         self.assertEqual((status, after), (128 + 6, before))
-        self.assertNotIn("main>", machine.terminal.pending)
+        self.assertNotIn("main>", machine.terminal.read_arrived())
         self.assertIn("Failed to initialize FpgaCsrACcess.", machine.control("cat /tmp/errors"))
         self.assertHolds(
             machine.take_log(),
@@ -338,6 +338,26 @@ class Faults(OnTheBoard):
                 (ERROR, "Unable to write to device"),
                 (ERROR, "Unable to setup SPI controller for transmit"))
 
+    def test_one_spi_node_is_missing(self):
+        with self.without("/dev/spidev1.0"):
+            self.start()
+            self.assertEqual(self.drivers.units, [1, 2, 3, 4, 5])
+            self.assertEqual(machine.terminal.run("sdi eqrate 0"), "Video Format: Unknown\n")
+            self.assertConsoleWorks()
+            log = texts(self.leave())
+            self.assertIn((ERROR, "Unable to open /dev/spidev1.0"), log)
+            self.assertNotIn((ERROR, "Unable to open /dev/spidev0.0"), log)
+        self.plug_chips(1, 1, 5)
+        self.equalisers.chips[0][EqualiserChain.STATUS] = 0x06
+        with self.without("/dev/spidev0.0"):
+            self.start()
+            self.assertEqual(self.drivers.units, DriverChain(5).units)
+            self.assertIn("Video Format: 3G\n", machine.terminal.run("sdi eqrate 0"))
+            self.assertConsoleWorks()
+            log = texts(self.leave())
+            self.assertIn((ERROR, "Unable to open /dev/spidev0.0"), log)
+            self.assertNotIn((ERROR, "Unable to open /dev/spidev1.0"), log)
+
     def test_spi_transfers_fail(self):
         machine.drivers.connect(None)
         machine.equalisers.connect(None)
@@ -363,6 +383,11 @@ class Faults(OnTheBoard):
         for spoil, mend in ((read_only, f"umount {lib}"),
                             (f"mv {lib} {lib}.away", f"mv {lib}.away {lib}")):
             with self.subTest(spoil):
+                self.start()
+                machine.terminal.run("eeprom writesn 000815")
+                self.leave()
+                stored = machine.file(LOW_FILE)
+                self.assertIn(b"000815", stored)
                 machine.control(spoil)
                 try:
                     self.start()
@@ -374,7 +399,7 @@ class Faults(OnTheBoard):
                 self.assertHolds(
                     log, (ERROR, "EEPROM Write error! Tried to write to 0x00000000, 76 bytes"),
                     (INFO, "SN: 004712"))
-                self.assertEqual(machine.file(LOW_FILE), b"")
+                self.assertEqual(machine.file(LOW_FILE), stored)
 
     def test_no_place_for_the_history(self):
         self.start("board-console", "/proc")

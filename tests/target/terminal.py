@@ -1,6 +1,7 @@
 """A person at a terminal."""
 
 import re
+import select
 import time
 
 PATIENCE = 60  # seconds; only ends a test that has failed
@@ -41,6 +42,13 @@ class Terminal:
             self.pending = re.sub("\x1b\\[[0-9;]*m", "", self.pending)
         taken, self.pending = self.pending.split(text, 1)
         return taken + text
+
+    def read_arrived(self):
+        """All that has been written and not taken. The line must be a socket."""
+        while select.select([self.line], [], [], 0)[0] and (arrived := self.line.recv(65536)):
+            self.pending += arrived.decode(errors="replace").replace("\r", "")
+        taken, self.pending = self.pending, ""
+        return taken
 
     def run(self, line, prompt="main> "):
         """Types a line at a prompt; gives what is written before the next prompt."""
