@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "sim/Board.h"
 
@@ -130,6 +131,8 @@ TEST_F(SysEepromTest, TextsKeepToTheirFieldsAndOutliveARestart) {
     EXPECT_EQ(eeprom.WriteSerialNumber("%s%n"), 1);
     EXPECT_EQ(eeprom.WriteSerialNumber("7"), 1);
   }
+  const Bytes image = Read(low);  // each text left what stood behind its zero
+  EXPECT_EQ(Bytes(image.begin() + 12, image.begin() + 19), (Bytes{'7', 0, '%', 'n', 0, '1', 0}));
   board.log.Clear();
   const CSysEeprom eeprom;
   EXPECT_EQ(eeprom.ReadBoardVariant(), std::string(15, 'v'));
@@ -162,13 +165,22 @@ TEST_F(SysEepromTest, EachBlockIsRepairedAlone) {
   const Bytes whole = Read(low);
   EXPECT_NE(Bytes(whole.begin() + 80, whole.end()), macs);
 
-  // A file that ends anywhere holds the blocks before its end, and the others are laid down anew.
-  for (const std::size_t size : {0U, 1U, 4U, 75U, 76U, 79U, 80U, 463U}) {
+  // The signature alone judges a file that ends anywhere; what the file doesn't hold is zero.
+  using Case = std::tuple<std::size_t, const char*, std::size_t>;
+  for (const auto& [size, serialNumber, defaulted] :
+       {Case{0, "000001", 2}, Case{3, "000001", 2}, Case{4, "", 1}, Case{14, "SN", 1},
+        Case{79, "SN1", 1}, Case{80, "SN1", 0}, Case{464, "SN1", 0}}) {
+    SCOPED_TRACE(size);
     Write(low, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
     board.log.Clear();
-    EXPECT_EQ(CSysEeprom().ReadSerialNumber(), size < 76 ? "000001" : "SN1") << size;
-    EXPECT_EQ(Count(2), size < 76 ? 2U : 1U) << size;
-    EXPECT_EQ(Read(low).size(), 464U) << size;
+    const CSysEeprom eeprom;
+    EXPECT_EQ(eeprom.ReadSerialNumber(), serialNumber);
+    EXPECT_EQ(eeprom.ReadMacInt(63) == 0, size == 80);
+    EXPECT_EQ(Count(2), defaulted);
+    EXPECT_EQ(Read(low).size(), defaulted > 0 ? 464 : size);
+    if (size == 3) {
+      EXPECT_NE(board.log.Messages(2).at(0).find(" read 0x00FA0002"), std::string::npos);
+    }
   }
 }
 
@@ -228,6 +240,7 @@ TEST_F(SysEepromTest, ReadErrorStoresNothingOverWhatTheBoardHolds) {
   const CSysEeprom eeprom;
   readFault = {};
   EXPECT_EQ(Count(2), 2U);
+  EXPECT_NE(board.log.All().at(0).text.find(":Initialize("), std::string::npos);
   EXPECT_EQ(eeprom.ReadSerialNumber(), "000001");
   EXPECT_EQ(Read(low), before);
 }

@@ -106,6 +106,11 @@ std::uint64_t DefaultMacBase() {
   return base | 0x0A0000000000;
 }
 
+// A text as it stands in its field.
+std::vector<std::uint8_t> WithZero(const std::string& text) {
+  return {text.c_str(), text.c_str() + text.size() + 1};
+}
+
 // Pieces between colons; empty ones don't count.
 std::vector<std::string> SplitAtColons(const std::string& text) {
   std::vector<std::string> pieces;
@@ -124,19 +129,15 @@ std::vector<std::string> SplitAtColons(const std::string& text) {
 
 CSysEeprom::CSysEeprom()
     : lowPath_(platform::StoragePath(kLowFile)), highPath_(platform::StoragePath(kHighFile)) {
-  _Initialize();
+  Initialize();
 }
 
-void CSysEeprom::_Initialize() {
+void CSysEeprom::Initialize() {
   errno = 0;
   const ssize_t count = _ReadLow(image_.data(), 0, image_.size());
   const bool mayStore = count >= 0 || errno == ENOENT;
-  // A block that the file doesn't hold whole was torn: nothing of it counts.
-  const auto loaded = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-  for (const Range& block : {kInventoryBlock, kMacBlock}) {
-    if (loaded < block.offset + block.size) {
-      std::fill_n(image_.begin() + block.offset, block.size, std::uint8_t{0});
-    }
+  if (count < 0) {
+    image_.fill(0);  // of a file that can't be read to its end nothing counts
   }
   if (_Signature(kInventoryBlock) != kInventorySignature) {
     LOG_CRITICAL(
@@ -160,9 +161,9 @@ void CSysEeprom::_Initialize() {
 void CSysEeprom::_DefaultInventory() {
   std::fill_n(image_.begin() + kInventoryBlock.offset, kInventoryBlock.size, std::uint8_t{0});
   _SetSignature(kInventoryBlock, kInventorySignature);
-  _SetText(kSerialNumber, "000001");
-  _SetText(kHardwareRev, "--");
-  _SetText(kBoardVariant, "--");
+  _Put(kSerialNumber.offset, WithZero("000001"));
+  _Put(kHardwareRev.offset, WithZero("--"));
+  _Put(kBoardVariant.offset, WithZero("--"));
 }
 
 void CSysEeprom::_DefaultMacs() {
@@ -215,11 +216,8 @@ void CSysEeprom::_SetSignature(const Range& block, std::uint32_t signature) {
   StoreLittleEndian(image_.data() + block.offset, signature);
 }
 
-// The whole field is written: nothing of a longer text stays behind the new one.
-void CSysEeprom::_SetText(const Range& field, std::string_view text) {
-  const auto start = image_.begin() + static_cast<std::ptrdiff_t>(field.offset);
-  std::fill_n(std::copy_n(text.begin(), std::min(text.size(), field.size), start),
-              field.size - std::min(text.size(), field.size), std::uint8_t{0});
+void CSysEeprom::_Put(std::size_t offset, const std::vector<std::uint8_t>& bytes) {
+  std::copy(bytes.begin(), bytes.end(), image_.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
 std::string CSysEeprom::_Text(const Range& field) const {
@@ -235,7 +233,7 @@ int CSysEeprom::WriteBoardVariant(const std::string& text) {
         "the zero delimiter");
     return 0;
   }
-  _SetText(kBoardVariant, text);
+  _Put(kBoardVariant.offset, WithZero(text));
   _Store(kInventoryBlock);
   return 1;
 }
@@ -248,7 +246,7 @@ int CSysEeprom::WriteHardwareRev(const std::string& text) {
     return 0;
   }
   LOG_INFO("Writing hardware revision to EEPROM");
-  _SetText(kHardwareRev, text);
+  _Put(kHardwareRev.offset, WithZero(text));
   _Store(kInventoryBlock);
   return 1;
 }
@@ -261,7 +259,7 @@ int CSysEeprom::WriteSerialNumber(const std::string& text) {
     return 0;
   }
   LOG_INFO("Writing serial number (%s) to EEPROM", text.c_str());
-  _SetText(kSerialNumber, text);
+  _Put(kSerialNumber.offset, WithZero(text));
   _Store(kInventoryBlock);
   return 1;
 }

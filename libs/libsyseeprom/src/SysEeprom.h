@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <string_view>
+#include <vector>
 
 /// The board's inventory: variant, hardware revision, serial number and 64 MAC addresses, in a
 /// small non-volatile memory that the machine presents as a file.
@@ -32,7 +32,7 @@ class CSysEeprom {
   static constexpr int kMacCount = 64;
   static constexpr std::size_t kMacBytes = 6;
 
-  /// Loads the image. A block whose signature is wrong, or that the file doesn't hold whole, is
+  /// Loads the image; what the file doesn't hold is zero. A block whose signature is wrong is
   /// logged at Critical, set to its defaults and stored; each block by itself. If reading fails
   /// with an error, the defaults stand in memory alone, since the file may hold better.
   CSysEeprom();
@@ -42,7 +42,8 @@ class CSysEeprom {
 
   // The texts. Each must be shorter than its field: below 16 characters for the variant and the
   // serial number, below 32 for the revision. Gives 1 if it was accepted (whether or not it could
-  // be stored), 0 after a Critical line if it is too long.
+  // be stored), 0 after a Critical line if it is too long. Behind the text's zero its field keeps
+  // what it held.
   int WriteBoardVariant(const std::string& text);
   int WriteHardwareRev(const std::string& text);
   int WriteSerialNumber(const std::string& text);
@@ -91,7 +92,8 @@ class CSysEeprom {
   static constexpr Range kMacBlock{76, 388};
   static constexpr std::size_t kMacTable = 80;
 
-  void _Initialize();
+  // The log names it. NOLINTNEXTLINE(readability-identifier-naming)
+  void Initialize();
   void _DefaultInventory();
   void _DefaultMacs();
   ssize_t _ReadLow(std::uint8_t* buffer, std::size_t offset, std::size_t length) const;
@@ -100,7 +102,7 @@ class CSysEeprom {
 
   std::uint32_t _Signature(const Range& block) const;
   void _SetSignature(const Range& block, std::uint32_t signature);
-  void _SetText(const Range& field, std::string_view text);
+  void _Put(std::size_t offset, const std::vector<std::uint8_t>& bytes);
   std::string _Text(const Range& field) const;
   std::span<const std::uint8_t, kMacBytes> _Mac(int index) const;
 
