@@ -1,5 +1,6 @@
 #include "SysEeprom.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -12,15 +13,17 @@
 
 namespace {
 
-// What the wrapped calls do. Only descriptors above the standard ones and the board's own log are
-// of interest: the inventory is the only other file here.
+// What the wrapped calls do. The inventory's files and, when it is opened, the board's log are the
+// only files here.
 struct Fault {
   std::size_t maxCount = SIZE_MAX;  // bytes that one call moves at most
   int interruptions = 0;            // calls that give EINTR first
-  int callsUntilError = -1;         // good calls before EIO; -1 for never
+  int callsUntilError = -1;         // good calls before the error; -1 for never
+  int error = EIO;
 };
-Fault readFault;
-Fault writeFault;
+struct Faults {
+  Fault open{}, read{}, write{}, putBack{}, synchronise{};
+} faults;
 
 bool Fails(Fault& fault) {
   if (fault.interruptions > 0) {
@@ -29,27 +32,45 @@ bool Fails(Fault& fault) {
     return true;
   }
   if (fault.callsUntilError == 0) {
-    errno = EIO;
+    errno = fault.error;
     return true;
   }
   fault.callsUntilError -= fault.callsUntilError > 0 ? 1 : 0;
   return false;
 }
 
+template <typename Call>
+ssize_t Limited(Fault& fault, std::size_t count, Call call) {
+  return Fails(fault) ? -1 : call(std::min(count, fault.maxCount));
+}
+
 }  // namespace
 
 extern "C" {
+int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int descriptor, void* buffer, size_t count);
+ssize_t __real_pread(int descriptor, void* buffer, size_t count, off_t offset);
 ssize_t __real_write(int descriptor, const void* buffer, size_t count);
+ssize_t __real_pwrite(int descriptor, const void* buffer, size_t count, off_t offset);
+int __real_fdatasync(int descriptor);
 
-ssize_t __wrap_read(int descriptor, void* buffer, size_t count) {
-  return Fails(readFault) ? -1
-                          : __real_read(descriptor, buffer, std::min(count, readFault.maxCount));
+int __wrap_open(const char* path, int flags, ...) {
+  return Fails(faults.open) ? -1 : __real_open(path, flags, 0644);
 }
-
-ssize_t __wrap_write(int descriptor, const void* buffer, size_t count) {
-  return Fails(writeFault) ? -1
-                           : __real_write(descriptor, buffer, std::min(count, writeFault.maxCount));
+ssize_t __wrap_read(int fd, void* to, size_t count) {
+  return Limited(faults.read, count, [&](size_t n) { return __real_read(fd, to, n); });
+}
+ssize_t __wrap_pread(int fd, void* to, size_t count, off_t at) {
+  return Limited(faults.read, count, [&](size_t n) { return __real_pread(fd, to, n, at); });
+}
+ssize_t __wrap_write(int fd, const void* from, size_t count) {
+  return Limited(faults.write, count, [&](size_t n) { return __real_write(fd, from, n); });
+}
+ssize_t __wrap_pwrite(int fd, const void* from, size_t count, off_t at) {
+  return Limited(faults.putBack, count, [&](size_t n) { return __real_pwrite(fd, from, n, at); });
+}
+int __wrap_fdatasync(int fd) {
+  return Fails(faults.synchronise) ? -1 : __real_fdatasync(fd);
 }
 }
 
@@ -224,21 +245,23 @@ TEST_F(SysEepromTest, EraseZeroesTheFileUntilTheNextStart) {
 
 TEST_F(SysEepromTest, InterruptedAndShortCallsAreContinued) {
   WriteValid();
-  readFault = {.maxCount = 7, .interruptions = 3};
-  writeFault = {.maxCount = 5, .interruptions = 3};
+  const Fault interrupted{.maxCount = 7, .interruptions = 3};
+  faults = {interrupted, interrupted, interrupted, interrupted, interrupted};
   CSysEeprom eeprom;
   EXPECT_EQ(Count(2), 0U);
   eeprom.WriteBoardVariant("short writes");
-  readFault = {};
+  EXPECT_EQ(Count(3), 0U);
+  EXPECT_EQ(faults.synchronise.interruptions, 0);
+  faults = {};
   EXPECT_EQ(CSysEeprom().ReadBoardVariant(), "short writes");
 }
 
 TEST_F(SysEepromTest, ReadErrorStoresNothingOverWhatTheBoardHolds) {
   WriteValid();
   const Bytes before = Read(low);
-  readFault = {.maxCount = 100, .callsUntilError = 1};
+  faults.read = {.maxCount = 100, .callsUntilError = 1};
   const CSysEeprom eeprom;
-  readFault = {};
+  faults = {};
   EXPECT_EQ(Count(2), 2U);
   EXPECT_NE(board.log.All().at(0).text.find(":Initialize("), std::string::npos);
   EXPECT_EQ(eeprom.ReadSerialNumber(), "000001");
@@ -261,14 +284,38 @@ TEST_F(SysEepromTest, FileThatCannotBeHadIsLoggedAndWorkedWithout) {
   EXPECT_EQ(Count(3), 0U);
 }
 
-TEST_F(SysEepromTest, WriteErrorIsOneLine) {
-  WriteValid();
-  CSysEeprom eeprom;
-  writeFault = {.maxCount = 40, .callsUntilError = 1};
-  EXPECT_EQ(eeprom.WriteSerialNumber("8"), 1);
-  EXPECT_EQ(
-      board.log.Messages(3),
-      (std::vector<std::string>{"EEPROM write error! 40 of 76 bytes written: Input/output error"}));
+TEST_F(SysEepromTest, BrokenOffStoreIsTakenBackAndOneLine) {
+  const Fault after40{.maxCount = 40, .callsUntilError = 1};
+  const Fault fails{.callsUntilError = 0};
+  const Fault isNone{.callsUntilError = 0, .error = EINVAL};
+  const std::string eio = "Input/output error";
+  const std::string half = "40 of 76 bytes written: " + eio + "; the old bytes ";
+  const std::string unread = "0 of 76 bytes written, what the file holds can't be read: " + eio;
+  const std::string undone = "76 bytes written, which a power cut may undo: " + eio;
+  // The faults, the last digit of the serial number that the file holds then, and the line.
+  using Case = std::tuple<Faults, char, std::string>;
+  for (const auto& [planted, digit, line] :
+       {Case{{.write = after40}, '1', half + "stand again"},
+        Case{{.write = after40, .putBack = fails}, '2', half + "could not be put back"},
+        Case{{.read = fails}, '1', unread}, Case{{.synchronise = fails}, '2', undone},
+        Case{{.synchronise = isNone}, '2', ""}}) {
+    SCOPED_TRACE(line);
+    WriteValid();
+    Bytes image = Read(low);
+    CSysEeprom eeprom;
+    faults = planted;
+    EXPECT_EQ(eeprom.WriteSerialNumber("SN2"), 1);
+    faults = {};
+    EXPECT_EQ(board.log.Messages(3),
+              std::vector<std::string>(line.empty() ? 0 : 1, "EEPROM write error! " + line));
+    image[14] = static_cast<std::uint8_t>(digit);
+    EXPECT_EQ(Read(low), image);
+  }
+
+  Write(low, {1, 2, 3});  // a file that grew gets its end back
+  faults.write = after40;
+  const CSysEeprom eeprom;
+  EXPECT_EQ(Read(low), (Bytes{1, 2, 3}));
 }
 
 TEST_F(SysEepromTest, HighRecordNeverPassesItsBuffer) {
@@ -282,8 +329,11 @@ TEST_F(SysEepromTest, HighRecordNeverPassesItsBuffer) {
   EXPECT_EQ(eeprom.WriteHighBlock(data.data(), 3), 3U);
   EXPECT_EQ(Read(high), (Bytes{0xFE, 0xCA, 0xEF, 0xBE, 3, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3}));
   EXPECT_EQ(eeprom.ReadHighBlock(buffer.data(), 2), 0U);
+  faults.write = {.maxCount = 14, .callsUntilError = 1};  // a broken-off record is none
+  EXPECT_EQ(eeprom.WriteHighBlock(Bytes{4, 5, 6, 7}.data(), 4), 2U);
   EXPECT_EQ(eeprom.ReadHighBlock(buffer.data(), 8), 3U);
   EXPECT_EQ(buffer, (Bytes{1, 2, 3, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
+  faults = {};
 
   Write(high, {0xFE, 0xCA, 0xEF, 0xBE, 6, 0, 0, 0, 0, 0, 0, 0, 9, 9});  // its data is cut off
   EXPECT_EQ(eeprom.ReadHighBlock(buffer.data(), 8), 2U);

@@ -1,6 +1,7 @@
 #include "SysEeprom.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,11 +27,48 @@ constexpr std::uint32_t kMacSignature = 0xCAFE0002;
 constexpr std::uint32_t kHighMagic = 0xBEEFCAFE;
 constexpr std::size_t kHighHeaderBytes = 12;
 
+// Repeats a system call for as long as a signal interrupts it.
+template <typename Call>
+auto RetryInterrupted(Call call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) {
+    result = call();
+  }
+  return result;
+}
+
+struct Moved {
+  std::size_t bytes;
+  int error;  // 0 if nothing failed
+};
+
+// Repeats `call`, which moves bytes from one position to the end or fewer, until all are moved, it
+// moves none, or it fails.
+template <typename Call>
+Moved MoveAll(std::size_t length, Call call) {
+  std::size_t done = 0;
+  while (done < length) {
+    const ssize_t count = RetryInterrupted([&] { return call(done, length - done); });
+    if (count <= 0) {
+      return {done, count < 0 ? errno : 0};
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return {done, 0};
+}
+
+// One Error line: a store is left out, since an error in it could not be taken back.
+void LogUnreadable(std::size_t length, int error) {
+  LogErrorF("EEPROM write error! 0 of %zu bytes written, what the file holds can't be read: %s",
+            length, std::strerror(error));
+}
+
 // A descriptor that is closed at the end of its scope. Descriptor 0 is standard input's place and
 // counts as a failed open here.
 class File {
  public:
-  explicit File(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {}
+  explicit File(const std::string& path)
+      : descriptor_(RetryInterrupted([&] { return open(path.c_str(), O_RDWR | O_CLOEXEC); })) {}
   File(const File&) = delete;
   File& operator=(const File&) = delete;
   ~File() {
@@ -44,39 +82,68 @@ class File {
     return lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) == static_cast<off_t>(offset);
   }
 
-  // Reads until `length` bytes are there or the file ends. -1 on an error.
+  // Reads until `length` bytes are there or the file ends. -1, and errno, on an error.
   ssize_t Read(std::uint8_t* buffer, std::size_t length) const {
-    std::size_t done = 0;
-    while (done < length) {
-      const ssize_t count = read(descriptor_, buffer + done, length - done);
-      if (count < 0 && errno != EINTR) {
-        return -1;
-      }
-      if (count == 0) {
-        break;
-      }
-      done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-    }
-    return static_cast<ssize_t>(done);
+    const Moved moved = MoveAll(length, [&](std::size_t done, std::size_t rest) {
+      return read(descriptor_, buffer + done, rest);
+    });
+    errno = moved.error;
+    return moved.error != 0 ? -1 : static_cast<ssize_t>(moved.bytes);
   }
 
-  // Writes all of it, or as much as goes, after one Error line. Gives what was written.
-  std::size_t Write(const std::uint8_t* buffer, std::size_t length) const {
-    std::size_t done = 0;
-    while (done < length) {
-      const ssize_t count = write(descriptor_, buffer + done, length - done);
-      if (count == 0 || (count < 0 && errno != EINTR)) {
-        const int error = count == 0 ? ENOSPC : errno;
-        LogErrorF("EEPROM write error! %zu of %zu bytes written: %s", done, length,
-                  std::strerror(error));
-        break;
-      }
-      done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  // Writes all of it at `position`, where the descriptor stands, down to the medium. If that breaks
+  // off, the old bytes are put back as far as that goes. Gives what was written before that; any
+  // failure is one Error line.
+  std::size_t Replace(off_t position, const std::uint8_t* buffer, std::size_t length) const {
+    struct stat before {};
+    std::vector<std::uint8_t> old(length);
+    const Moved held = MoveAll(length, [&](std::size_t done, std::size_t rest) {
+      return pread(descriptor_, old.data() + done, rest, position + static_cast<off_t>(done));
+    });
+    if (held.error != 0 || fstat(descriptor_, &before) != 0) {
+      LogUnreadable(length, held.error != 0 ? held.error : errno);
+      return 0;
     }
-    return done;
+    const Moved written = MoveAll(length, [&](std::size_t done, std::size_t rest) {
+      return write(descriptor_, buffer + done, rest);
+    });
+    if (written.bytes == length) {
+      if (const int error = _Synchronise(); error != 0) {
+        LogErrorF("EEPROM write error! %zu bytes written, which a power cut may undo: %s", length,
+                  std::strerror(error));
+      }
+      return length;
+    }
+    old.resize(held.bytes);
+    const bool standsAgain = _PutBack(position, old, held.bytes < length ? &before : nullptr);
+    LogErrorF("EEPROM write error! %zu of %zu bytes written: %s; the old bytes %s", written.bytes,
+              length, std::strerror(written.error != 0 ? written.error : ENOSPC),
+              standsAgain ? "stand again" : "could not be put back");
+    return written.bytes;
   }
 
  private:
+  // Gives the error number, or 0. What has nothing to synchronise is in order as it is.
+  int _Synchronise() const {
+    if (RetryInterrupted([&] { return fdatasync(descriptor_); }) == 0) {
+      return 0;
+    }
+    return errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+  }
+
+  // All of the old bytes, since a device that fails may have changed more than it counted. A plain
+  // file gets its size `before` again; null if it can't have grown.
+  bool _PutBack(off_t position, const std::vector<std::uint8_t>& old,
+                const struct stat* before) const {
+    const Moved back = MoveAll(old.size(), [&](std::size_t done, std::size_t rest) {
+      return pwrite(descriptor_, old.data() + done, rest, position + static_cast<off_t>(done));
+    });
+    const bool sizeStands =
+        before == nullptr || !S_ISREG(before->st_mode) ||
+        RetryInterrupted([&] { return ftruncate(descriptor_, before->st_size); }) == 0;
+    return _Synchronise() == 0 && sizeStands && back.bytes == old.size();
+  }
+
   const int descriptor_;
 };
 
@@ -198,10 +265,12 @@ ssize_t CSysEeprom::_WriteLow(const std::uint8_t* buffer, std::size_t offset,
     return -1;
   }
   LogInfoF("EEPROM Write at 0x%08X, %zu bytes", static_cast<unsigned>(offset), length);
+  off_t position = static_cast<off_t>(offset);
   if (!file.SeekTo(offset)) {
     LogErrorF("EEPROM read error! Tried to lseek to 0x%08x", static_cast<unsigned>(offset));
+    position = 0;  // where the file was opened
   }
-  return static_cast<ssize_t>(file.Write(buffer, length));
+  return static_cast<ssize_t>(file.Replace(position, buffer, length));
 }
 
 void CSysEeprom::_Store(const Range& range) const {
@@ -367,11 +436,10 @@ std::size_t CSysEeprom::WriteHighBlock(const std::uint8_t* buffer, std::size_t l
   if (!file.IsOpen()) {
     return static_cast<std::size_t>(-1);
   }
-  std::array<std::uint8_t, kHighHeaderBytes> header{};
-  StoreLittleEndian(header.data(), kHighMagic);
-  StoreLittleEndian(header.data() + sizeof kHighMagic, std::uint64_t{length});
-  if (file.Write(header.data(), header.size()) != header.size()) {
-    return 0;  // data without its header would be read as a header
-  }
-  return file.Write(buffer, length);
+  std::vector<std::uint8_t> record(kHighHeaderBytes);
+  StoreLittleEndian(record.data(), kHighMagic);
+  StoreLittleEndian(record.data() + sizeof kHighMagic, std::uint64_t{length});
+  record.insert(record.end(), buffer, buffer + length);
+  const std::size_t written = file.Replace(0, record.data(), record.size());
+  return written - std::min(written, kHighHeaderBytes);
 }

@@ -26,7 +26,8 @@
 ///        464 3076  free
 ///
 /// A file that can't be written is logged and otherwise goes unnoticed: the program works on with
-/// what is in memory. Threads: all operations belong to one thread.
+/// what is in memory. A store that breaks off with an error puts the old bytes back. Threads: all
+/// operations belong to one thread.
 class CSysEeprom {
  public:
   static constexpr int kMacCount = 64;
@@ -74,7 +75,7 @@ class CSysEeprom {
   /// the file ends before it.
   std::size_t ReadHighBlock(std::uint8_t* buffer, std::size_t maxLength);
   /// Replaces the record. Gives the number of data bytes that were written, or -1 (as std::size_t)
-  /// if the file can't be opened.
+  /// if the file can't be opened. If it is less than `length`, the old record was put back.
   std::size_t WriteHighBlock(const std::uint8_t* buffer, std::size_t length);
 
  private:
