@@ -258,30 +258,62 @@ TEST_F(SysEepromTest, InterruptedAndShortCallsAreContinued) {
 
 TEST_F(SysEepromTest, ReadErrorStoresNothingOverWhatTheBoardHolds) {
   WriteValid();
-  const Bytes before = Read(low);
+  Bytes image = Read(low);
   faults.read = {.maxCount = 100, .callsUntilError = 1};
-  const CSysEeprom eeprom;
-  faults = {};
+  CSysEeprom eeprom;
   EXPECT_EQ(Count(2), 2U);
   EXPECT_NE(board.log.All().at(0).text.find(":Initialize("), std::string::npos);
   EXPECT_EQ(eeprom.ReadSerialNumber(), "000001");
-  EXPECT_EQ(Read(low), before);
+  eeprom.WriteSerialNumber("S");
+  eeprom.WriteMac(1, "1:1:1:1:1:1");
+  EXPECT_EQ(eeprom.ReadSerialNumber() + eeprom.ReadMac(1), "S01:01:01:01:01:01");
+  const std::string behind =
+      " bytes written, what the file holds can't be read: Input/output error";
+  EXPECT_EQ(board.log.Messages(3),
+            (std::vector<std::string>{"EEPROM write error! 0 of 76" + behind,
+                                      "EEPROM write error! 0 of 6" + behind}));
+  EXPECT_EQ(Count(2), 2U);
+  EXPECT_EQ(Read(low), image);
+
+  // The first store behind a good reading brings all changes into what the file holds, and only
+  // the block that isn't valid there is laid down anew.
+  image[0] ^= 1;
+  Write(low, image);
+  faults = {};
+  eeprom.WriteMac(0, "2:2:2:2:2:2");
+  EXPECT_EQ(Count(2), 3U);
+  image[0] ^= 1;
+  std::copy_n(Bytes{'S', 0, '0', '0', '0', '1'}.begin(), 6, image.begin() + 12);
+  std::fill_n(image.begin() + 80, 6, std::uint8_t{2});
+  std::fill_n(image.begin() + 86, 6, std::uint8_t{1});
+  EXPECT_EQ(Read(low), image);
 }
 
 TEST_F(SysEepromTest, FileThatCannotBeHadIsLoggedAndWorkedWithout) {
+  const std::string error = "EEPROM Write error! Tried to write to ";
   CSysEeprom missing;
+  EXPECT_EQ(missing.WriteSerialNumber("9"), 1);
+  std::filesystem::create_directory(low);
+  CSysEeprom directory;
+  EXPECT_EQ(Count(2), 4U);
+  directory.Erase();
   EXPECT_EQ(
       board.log.Messages(3),
-      (std::vector<std::string>{"EEPROM Write error! Tried to write to 0x00000000, 76 bytes",
-                                "EEPROM Write error! Tried to write to 0x0000004C, 388 bytes"}));
-  EXPECT_EQ(missing.WriteSerialNumber("9"), 1);
-  EXPECT_EQ(missing.ReadSerialNumber(), "9");
+      (std::vector<std::string>{error + "0x00000000, 76 bytes", error + "0x0000004C, 388 bytes",
+                                error + "0x00000000, 76 bytes", error + "0x00000000, 3540 bytes"}));
 
-  std::filesystem::create_directory(low);
-  board.log.Clear();
-  CSysEeprom directory;
-  EXPECT_EQ(Count(2), 2U);
-  EXPECT_EQ(Count(3), 0U);
+  // The file comes up late, and what it holds counts.
+  std::filesystem::remove(low);
+  WriteValid();
+  missing.WriteHardwareRev("A1");
+  const CSysEeprom again;
+  EXPECT_EQ(again.ReadSerialNumber() + again.ReadHardwareRev(), "9A1");
+  EXPECT_EQ(again.ReadMac(5), missing.ReadMac(5));
+  EXPECT_EQ(Count(2), 0U);
+  directory.WriteMac(0, "3:3:3:3:3:3");
+  Bytes erased(3540, 0);
+  std::fill_n(erased.begin() + 80, 6, std::uint8_t{3});
+  EXPECT_EQ(Read(low), erased);
 }
 
 TEST_F(SysEepromTest, BrokenOffStoreIsTakenBackAndOneLine) {

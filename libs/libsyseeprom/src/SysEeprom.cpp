@@ -27,6 +27,10 @@ constexpr std::uint32_t kMacSignature = 0xCAFE0002;
 constexpr std::uint32_t kHighMagic = 0xBEEFCAFE;
 constexpr std::size_t kHighHeaderBytes = 12;
 
+// The results of CSysEeprom::_ReadLow that are no count.
+constexpr ssize_t kNotOpened = -1;
+constexpr ssize_t kNotRead = -2;
+
 // Repeats a system call for as long as a signal interrupts it.
 template <typename Call>
 auto RetryInterrupted(Call call) {
@@ -57,7 +61,13 @@ Moved MoveAll(std::size_t length, Call call) {
   return {done, 0};
 }
 
-// One Error line: a store is left out, since an error in it could not be taken back.
+// Error lines of a store that is left out, since there is no file, or since nothing is known of the
+// bytes that would be lost.
+void LogNotOpened(std::size_t offset, std::size_t length) {
+  LogErrorF("EEPROM Write error! Tried to write to 0x%08X, %zu bytes",
+            static_cast<unsigned>(offset), length);
+}
+
 void LogUnreadable(std::size_t length, int error) {
   LogErrorF("EEPROM write error! 0 of %zu bytes written, what the file holds can't be read: %s",
             length, std::strerror(error));
@@ -196,16 +206,14 @@ std::vector<std::string> SplitAtColons(const std::string& text) {
 
 CSysEeprom::CSysEeprom()
     : lowPath_(platform::StoragePath(kLowFile)), highPath_(platform::StoragePath(kHighFile)) {
-  Initialize();
+  Initialize(_Load());
 }
 
-void CSysEeprom::Initialize() {
-  errno = 0;
-  const ssize_t count = _ReadLow(image_.data(), 0, image_.size());
-  const bool mayStore = count >= 0 || errno == ENOENT;
-  if (count < 0) {
-    image_.fill(0);  // of a file that can't be read to its end nothing counts
-  }
+void CSysEeprom::Initialize(const Reading& reading) {
+  image_ = reading.image;
+  loaded_ = reading.count >= 0;
+  // Without a file the stores are tried, and log that it is missing.
+  const bool mayStore = loaded_ || reading.error == ENOENT;
   if (_Signature(kInventoryBlock) != kInventorySignature) {
     LOG_CRITICAL(
         "Inventory Signature mismatch. Defaulting Inventory. Expected: 0x%08X and read 0x%08X",
@@ -222,6 +230,61 @@ void CSysEeprom::Initialize() {
     if (mayStore) {
       _Store(kMacBlock);
     }
+  }
+}
+
+// Of a file that can't be read to its end nothing counts.
+CSysEeprom::Reading CSysEeprom::_Load() const {
+  Reading reading;
+  errno = 0;
+  reading.count = _ReadLow(reading.image.data(), 0, reading.image.size());
+  reading.error = errno;
+  if (reading.count < 0) {
+    reading.image.fill(0);
+  }
+  return reading;
+}
+
+// For as long as the file has not been read, it may hold better than the defaults in memory. Once
+// it can be read, what it holds counts, and over it the changes that have waited for that.
+void CSysEeprom::_LoadAgain(const Range& range) {
+  const Reading reading = _Load();
+  if (reading.count == kNotOpened) {
+    LogNotOpened(range.offset, range.size);
+    return;
+  }
+  if (reading.count == kNotRead) {
+    LogUnreadable(range.size, reading.error);
+    return;
+  }
+  const Image changes = image_;
+  Initialize(reading);
+  for (const Range& part : {kInventoryBlock, kMacBlock, kFreePart}) {
+    bool isChanged = false;
+    for (std::size_t i = part.offset; i < part.offset + part.size; ++i) {
+      if (unstored_[i]) {
+        image_[i] = changes[i];
+        isChanged = true;
+      }
+    }
+    if (isChanged) {
+      _Store(part);
+    }
+  }
+}
+
+void CSysEeprom::_Change(std::size_t offset, const std::vector<std::uint8_t>& bytes,
+                         const Range& range) {
+  if (!loaded_) {
+    _LoadAgain(range);
+  }
+  _Put(offset, bytes);
+  if (loaded_) {
+    _Store(range);
+    return;
+  }
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    unstored_.set(offset + i);
   }
 }
 
@@ -248,20 +311,20 @@ void CSysEeprom::_DefaultMacs() {
 ssize_t CSysEeprom::_ReadLow(std::uint8_t* buffer, std::size_t offset, std::size_t length) const {
   const File file(lowPath_);
   if (!file.IsOpen()) {
-    return -1;
+    return kNotOpened;
   }
   if (!file.SeekTo(offset)) {
     LogErrorF("EEPROM read error! Tried to lseek to 0x%08X", static_cast<unsigned>(offset));
   }
-  return file.Read(buffer, length);
+  const ssize_t count = file.Read(buffer, length);
+  return count < 0 ? kNotRead : count;
 }
 
 ssize_t CSysEeprom::_WriteLow(const std::uint8_t* buffer, std::size_t offset,
                               std::size_t length) const {
   const File file(lowPath_);
   if (!file.IsOpen()) {
-    LogErrorF("EEPROM Write error! Tried to write to 0x%08X, %zu bytes",
-              static_cast<unsigned>(offset), length);
+    LogNotOpened(offset, length);
     return -1;
   }
   LogInfoF("EEPROM Write at 0x%08X, %zu bytes", static_cast<unsigned>(offset), length);
@@ -302,8 +365,7 @@ int CSysEeprom::WriteBoardVariant(const std::string& text) {
         "the zero delimiter");
     return 0;
   }
-  _Put(kBoardVariant.offset, WithZero(text));
-  _Store(kInventoryBlock);
+  _Change(kBoardVariant.offset, WithZero(text), kInventoryBlock);
   return 1;
 }
 
@@ -315,8 +377,7 @@ int CSysEeprom::WriteHardwareRev(const std::string& text) {
     return 0;
   }
   LOG_INFO("Writing hardware revision to EEPROM");
-  _Put(kHardwareRev.offset, WithZero(text));
-  _Store(kInventoryBlock);
+  _Change(kHardwareRev.offset, WithZero(text), kInventoryBlock);
   return 1;
 }
 
@@ -328,8 +389,7 @@ int CSysEeprom::WriteSerialNumber(const std::string& text) {
     return 0;
   }
   LOG_INFO("Writing serial number (%s) to EEPROM", text.c_str());
-  _Put(kSerialNumber.offset, WithZero(text));
-  _Store(kInventoryBlock);
+  _Change(kSerialNumber.offset, WithZero(text), kInventoryBlock);
   return 1;
 }
 
@@ -387,8 +447,7 @@ int CSysEeprom::WriteMac(int index, const std::string& text) {
            unsigned{mac[1]}, unsigned{mac[2]}, unsigned{mac[3]}, unsigned{mac[4]},
            unsigned{mac[5]});
   const Range entry{kMacTable + kMacBytes * static_cast<std::size_t>(index), kMacBytes};
-  std::copy(mac.begin(), mac.end(), image_.begin() + static_cast<std::ptrdiff_t>(entry.offset));
-  _Store(entry);
+  _Change(entry.offset, {mac.begin(), mac.end()}, entry);
   return 1;
 }
 
@@ -412,8 +471,7 @@ int CSysEeprom::ParseMac(const std::string& text, std::uint8_t* mac) {
 }
 
 void CSysEeprom::Erase() {
-  image_.fill(0);
-  _Store({0, kImageBytes});
+  _Change(0, std::vector<std::uint8_t>(kImageBytes), {0, kImageBytes});
 }
 
 std::size_t CSysEeprom::ReadHighBlock(std::uint8_t* buffer, std::size_t maxLength) {

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -25,9 +26,10 @@
 ///         80  384  64 addresses of 6 bytes, first octet first
 ///        464 3076  free
 ///
-/// A file that can't be written is logged and otherwise goes unnoticed: the program works on with
-/// what is in memory. A store that breaks off with an error puts the old bytes back. Threads: all
-/// operations belong to one thread.
+/// A file that can't be read or written is logged and otherwise goes unnoticed: the program works
+/// on with what is in memory. A store that breaks off with an error puts the old bytes back. For as
+/// long as the file has not been read, nothing is written over what it may hold: each store first
+/// tries to read it again. Threads: all operations belong to one thread.
 class CSysEeprom {
  public:
   static constexpr int kMacCount = 64;
@@ -35,7 +37,7 @@ class CSysEeprom {
 
   /// Loads the image; what the file doesn't hold is zero. A block whose signature is wrong is
   /// logged at Critical, set to its defaults and stored; each block by itself. If reading fails
-  /// with an error, the defaults stand in memory alone, since the file may hold better.
+  /// with an error, the defaults stand in memory alone.
   CSysEeprom();
   CSysEeprom(const CSysEeprom&) = delete;
   CSysEeprom& operator=(const CSysEeprom&) = delete;
@@ -75,7 +77,8 @@ class CSysEeprom {
   /// the file ends before it.
   std::size_t ReadHighBlock(std::uint8_t* buffer, std::size_t maxLength);
   /// Replaces the record. Gives the number of data bytes that were written, or -1 (as std::size_t)
-  /// if the file can't be opened. If it is less than `length`, the old record was put back.
+  /// if the file can't be opened. If it is less than `length`, the old record was put back as far
+  /// as that went.
   std::size_t WriteHighBlock(const std::uint8_t* buffer, std::size_t length);
 
  private:
@@ -92,22 +95,36 @@ class CSysEeprom {
   static constexpr Range kBoardVariant{60, 16};
   static constexpr Range kMacBlock{76, 388};
   static constexpr std::size_t kMacTable = 80;
+  static constexpr Range kFreePart{464, 3076};
+
+  using Image = std::array<std::uint8_t, kImageBytes>;
+  struct Reading {
+    Image image{};
+    ssize_t count = 0;  // as _ReadLow gives it
+    int error = 0;      // errno behind it
+  };
 
   // The log names it. NOLINTNEXTLINE(readability-identifier-naming)
-  void Initialize();
+  void Initialize(const Reading& reading);
+  Reading _Load() const;
+  void _LoadAgain(const Range& range);
   void _DefaultInventory();
   void _DefaultMacs();
   ssize_t _ReadLow(std::uint8_t* buffer, std::size_t offset, std::size_t length) const;
   ssize_t _WriteLow(const std::uint8_t* buffer, std::size_t offset, std::size_t length) const;
   void _Store(const Range& range) const;
+  // Makes an operator's change and stores the range around it.
+  void _Change(std::size_t offset, const std::vector<std::uint8_t>& bytes, const Range& range);
+  void _Put(std::size_t offset, const std::vector<std::uint8_t>& bytes);
 
   std::uint32_t _Signature(const Range& block) const;
   void _SetSignature(const Range& block, std::uint32_t signature);
-  void _Put(std::size_t offset, const std::vector<std::uint8_t>& bytes);
   std::string _Text(const Range& field) const;
   std::span<const std::uint8_t, kMacBytes> _Mac(int index) const;
 
   const std::string lowPath_;
   const std::string highPath_;
-  std::array<std::uint8_t, kImageBytes> image_{};
+  Image image_{};
+  bool loaded_ = false;                // the image has been read from the file
+  std::bitset<kImageBytes> unstored_;  // bytes that were changed before that
 };
