@@ -61,12 +61,12 @@ TEST_F(AudioEmbedderTest, SetupGoesThroughResetAndLeavesTheRestAlone) {
   EXPECT_EQ(core.Get("avAlignTpgStripeWidthMinus1"), 71U);
   EXPECT_EQ(embedder.GetAvAlignTpgNumFrames(), 189U);
   EXPECT_EQ(embedder.GetVideoStandard(), 5U);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(StoresOf([&] { embedder.OnVideoTypeChange(0, 0); }),
+  for (const std::uint32_t none : {180U, 0U, 0U, 26U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(StoresOf([&] { embedder.OnVideoTypeChange(0, none); }),
               (std::vector{Stored(kControl, 0xDFFF40FE)}));
     EXPECT_TRUE(board.log.All().empty());
+    EXPECT_EQ(embedder.GetVideoStandard(), 0U);
   }
-  EXPECT_EQ(embedder.GetVideoStandard(), 0U);
   EXPECT_EQ(core.StrayAccesses(), 0U);
 }
 

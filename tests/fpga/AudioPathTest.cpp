@@ -278,8 +278,10 @@ TEST_F(AudioPath, SetsAnInputUpForItsStandard) {
       {2, kStandard, "1920x1080p 60 A", setUp, 0, 1},
       {1, kStandard, "1920x1080p 60 A", {}, 0, 1},
       {0, 18, "1920x1080p 23.98", setUp, 0, 1},
-      {0, 4'000'000'000U, "Unknown", setUp, 0, 1},  // no row: a standard all the same
-      {0, 0, "Unknown", stop, 1, 1},                // still enabled
+      {0, 0, "Unknown", stop, 1, 1},  // still enabled
+      {0, 26, "Unknown", {}, 1, 1},   // no row: no signal either
+      {0, 18, "1920x1080p 23.98", setUp, 0, 1},
+      {0, 4'000'000'000U, "Unknown", stop, 1, 1},
       {0, 0, "Unknown", {}, 1, 1},
       {3, kStandard, "1920x1080p 60 A", setUp, 0, 1},
   };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "log/Log.h"
+#include "video/Video.h"
 
 namespace {
 
@@ -80,6 +81,7 @@ TEST(VideoStandardTable, LookUpIsTotal) {
     } else {
       EXPECT_EQ(&FindVideoStandard(id), &unknown) << id;
     }
+    EXPECT_EQ(IsKnownStandard(id), assigned && id != 0) << id;
   }
   EXPECT_EQ(&FindVideoStandard(INT_MIN), &unknown);
   EXPECT_EQ(&FindVideoStandard(INT_MAX), &unknown);

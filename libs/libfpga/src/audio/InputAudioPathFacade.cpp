@@ -86,13 +86,14 @@ void InputAudioPathFacade::HandleInputVideoTypeChange(std::uint32_t link,
                                                       std::uint32_t videoStandard) {
   LOG_INFO("%s link %u is now \"%s\"", controlName_.c_str(), link,
            GetVideoStandard(static_cast<int>(videoStandard)).name.c_str());
-  if (videoStandard == videoStandard_) {
+  const std::uint32_t known = IsKnownStandard(static_cast<int>(videoStandard)) ? videoStandard : 0;
+  if (known == videoStandard_) {
     return;
   }
-  videoStandard_ = videoStandard;
+  videoStandard_ = known;
   HoldInReset();
-  deembedder_.Setup(videoStandard);
-  if (videoStandard == 0) {
+  deembedder_.Setup(known);
+  if (known == 0) {
     return;
   }
   GetDelay().Setup();

@@ -40,8 +40,8 @@ class InputAudioPathFacade {
   void ResetAndRelease();
 
   /// Sets the path up for what the input's receiver reports, through reset: `videoStandard` is the
-  /// id of a standard, 0 for no signal, which leaves the path in reset. The standard that is set
-  /// already costs a log line. `link` is only logged.
+  /// id of a standard; 0, or an id that no standard has, means no signal, which leaves the path in
+  /// reset. The standard that is set already costs a log line. `link` is only logged.
   ///
   /// The types of the pairs are read at the de-embedder's next interrupt.
   void HandleInputVideoTypeChange(std::uint32_t link, std::uint32_t videoStandard);

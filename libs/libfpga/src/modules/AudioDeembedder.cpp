@@ -46,9 +46,10 @@ AudioDeembedder::AudioDeembedder(const std::string& name, std::uint32_t baseAddr
 }
 
 void AudioDeembedder::Setup(std::uint32_t videoStandard) {
-  videoStandard_ = videoStandard;
+  const bool known = IsKnownStandard(static_cast<int>(videoStandard));
+  videoStandard_ = known ? videoStandard : 0;
   HoldInReset();
-  if (videoStandard == 0) {
+  if (!known) {
     return;
   }
   const VideoStandard& standard = GetVideoStandard(static_cast<int>(videoStandard));

@@ -23,9 +23,8 @@ class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
   AudioDeembedder(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
                   std::uint64_t irq);
 
-  /// Sets the core up for the video standard with this id, through a reset, and enables it. Id 0
-  /// leaves it in reset, with its other fields as they were. An id that no standard has sets the
-  /// core up for the row "Unknown", whose stripe width the register refuses.
+  /// Sets the core up for the video standard with this id, through a reset, and enables it. Id 0,
+  /// and any other id that no standard has, leaves it in reset, with its other fields as they were.
   void Setup(std::uint32_t videoStandard);
   /// Setup, whatever the link.
   void OnVideoTypeChange(std::uint32_t link, std::uint32_t videoStandard);

@@ -38,7 +38,7 @@ void AudioEmbedder::OnVideoTypeChange(std::uint32_t /*link*/, const std::uint32_
 }
 
 void AudioEmbedder::_Setup(std::uint32_t videoStandard) {
-  if (videoStandard == 0) {
+  if (!IsKnownStandard(static_cast<int>(videoStandard))) {
     HoldInReset();
     videoStandard_ = 0;
     return;

@@ -24,10 +24,10 @@ class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
                 std::uint64_t irq);
 
   /// Sets the core up for the video standard with this id, through a reset, whatever the link, and
-  /// logs that at Info; nothing for the id that is set. Id 0 holds the core in reset. An id that no
-  /// standard has sets the core up for the row "Unknown", whose stripe width the register refuses.
+  /// logs that at Info; nothing for the id that is set. Id 0, and any other id that no standard
+  /// has, holds the core in reset.
   void OnVideoTypeChange(std::uint32_t link, const std::uint32_t& videoStandard);
-  /// The id that was last set, 0 at first.
+  /// The id that was last set; 0 at first, and for an id that no standard has.
   std::uint32_t GetVideoStandard() const { return videoStandard_; }
 
   /// Keeps the types of the eight pairs and marks the channels of those that aren't `Pcm`.

@@ -81,11 +81,6 @@ constexpr std::array<Colour, 7> kFlatColours{{
 }};
 // clang-format on
 
-// An id without a row gives the row of id 0.
-bool HasRow(std::int32_t standardId) {
-  return &GetVideoStandard(standardId) != &GetVideoStandard(0);
-}
-
 }  // namespace
 
 FramesyncImpl::FramesyncImpl(const std::string& name, std::uint32_t baseAddress, int index)
@@ -120,7 +115,7 @@ void FramesyncImpl::SetBypass(bool bypass) {
 
 // The whole image goes in while the core is in reset; the rise of `loadRegs` makes it take effect.
 void FramesyncImpl::SetupFormat(std::uint32_t standardId) {
-  if (!HasRow(static_cast<std::int32_t>(standardId)) || standardId == currentStandard_) {
+  if (!IsKnownStandard(static_cast<std::int32_t>(standardId)) || standardId == currentStandard_) {
     return;
   }
   const VideoStandard& format = GetVideoStandard(static_cast<std::int32_t>(standardId));
@@ -317,7 +312,7 @@ void FramesyncImpl::_ResetOutput() {
 }
 
 void FramesyncImpl::_SetupSkipPulses(std::uint32_t lockId) {
-  if (!HasRow(static_cast<std::int32_t>(lockId)) || currentStandard_ == 0) {
+  if (!IsKnownStandard(static_cast<std::int32_t>(lockId)) || currentStandard_ == 0) {
     return;
   }
   const VideoStandard& lock = GetVideoStandard(static_cast<std::int32_t>(lockId));

@@ -23,11 +23,6 @@ constexpr std::uint32_t kFixedNcoV = 538;
 constexpr std::int32_t kMaxNcoError = 4000;
 constexpr std::uint8_t kNcoErrorsToRestart = 3;
 
-// True of the row for id 0 and for every id that no standard has.
-bool IsNoStandard(const VideoStandard& standard) {
-  return &standard == &GetVideoStandard(0);
-}
-
 }  // namespace
 
 namespace sdi_tx {
@@ -123,7 +118,7 @@ void SdiTxImpl::SetPicxoReference(std::int32_t standardId, std::uint16_t select)
 void SdiTxImpl::SetOutVideoFormat(std::uint32_t standardId) {
   LOG_DEBUG("Setting SDI TX to output video format %d", static_cast<int>(standardId));
   const VideoStandard& standard = GetVideoStandard(static_cast<int>(standardId));
-  const bool known = !IsNoStandard(standard);
+  const bool known = IsKnownStandard(static_cast<int>(standardId));
   if (known && standardId != currentStandard_) {
     SetStdAndMux(static_cast<std::uint32_t>(standard.sdiRate),
                  sdi_tx::MuxPattern(standard.GetNumStreams(), standard.sdiRate));

@@ -42,6 +42,10 @@ const VideoStandard& GetVideoStandard(int id) {
   return FindVideoStandard(id);
 }
 
+bool IsKnownStandard(int id) {
+  return &FindVideoStandard(id) != &FindVideoStandard(0);
+}
+
 int DetectVideoStandard(float linePeriod, float field1Period, float field2Period,
                         float framePeriod) {
   const bool progressive = field2Period == 0.0F;

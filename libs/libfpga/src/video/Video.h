@@ -54,6 +54,10 @@ struct VideoFormat {
 /// The row with this id; the row "Unknown" (id 0) for any id that is not in the table. Never fails.
 const VideoStandard& GetVideoStandard(int id);
 
+/// True if a row of the table other than "Unknown" has this id. Every other id means what id 0
+/// means: no standard.
+bool IsKnownStandard(int id);
+
 /// Finds the standard that matches measured times, all in 27 MHz ticks. A second field period of 0
 /// means a progressive signal, whose frame time is `framePeriod`; otherwise the signal counts as
 /// interlaced and its frame time is the sum of both field periods. A standard matches if its line
