@@ -269,7 +269,9 @@ void AudioPathFacadeImpl::UpdateEmbedderNonPcmLineNum(std::size_t embedder, std:
   float retard = 0;
   core.GetDolbyEAlignment(pair, &advance, &retard);
   if (advance <= 0 || retard <= 0) {
-    return;  // the burst sits within tolerance, or in a line that the frame doesn't have
+    // The burst sits within tolerance; or the line is beyond the frame, from its number of lines
+    // plus the ideal line plus 1 on, where a retard would be negative.
+    return;
   }
   const auto link = static_cast<std::uint8_t>(embedder);
   const auto channel = static_cast<std::uint8_t>(2 * pair);

@@ -139,16 +139,17 @@ void AudioDelay::RestartChannel(std::uint8_t channel) {
     LOG_WARNING("Trying to restart an invalid channel number");
     return;
   }
-  _Restart(1U << channel);
+  _Restart(1U << channel, kRestartTries);
 }
 
 void AudioDelay::RestartAllChannels() {
-  _Restart(kAllChannels);
+  _Restart(kAllChannels, kRestartTries - 1);  // the last try ends the wait
 }
 
 // A restart is only asked for while the core has no restart of these channels under way. The write
-// leaves the restarts of other channels to the core.
-void AudioDelay::_Restart(std::uint32_t channels) {
+// leaves the restarts of other channels to the core. A pause follows each of the first `pauses`
+// tries.
+void AudioDelay::_Restart(std::uint32_t channels, unsigned pauses) {
   if (IsHeldInReset()) {
     return;
   }
@@ -159,7 +160,9 @@ void AudioDelay::_Restart(std::uint32_t channels) {
       WriteBitfield("restart", channels);
       return;
     }
-    platform::SleepMicroseconds(kRestartPollMicroseconds);
+    if (attempt < pauses) {
+      platform::SleepMicroseconds(kRestartPollMicroseconds);
+    }
   }
   failedRestarts_ = static_cast<std::uint16_t>(failedRestarts_ | channels);
 }

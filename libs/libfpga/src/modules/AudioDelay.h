@@ -61,6 +61,7 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
   void RestartChannel(std::uint8_t channel);
 
   /// The same for all channels at once: as soon as the output of any is valid and no restart runs.
+  /// It sleeps only between the tries, 9 times at most.
   void RestartAllChannels();
 
   /// RestartChannel for each channel whose restart failed since the last reset of the core or the
@@ -85,7 +86,7 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
 
  private:
   std::uint32_t _MeasureDelay(std::uint8_t channel);
-  void _Restart(std::uint32_t channels);
+  void _Restart(std::uint32_t channels, unsigned pauses);
   void _ReportErrors(std::uint32_t errors, std::uint32_t sameChannelErrors);
   void _RestartPair(std::uint8_t pair);
 

@@ -39,8 +39,9 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
   ~AudioMixer() override;
 
   /// Tells the thread to end, without waiting for its end: the owner of several mixers tells all of
-  /// them before it destroys the first, so that their waits don't add up. Nothing is programmed any
-  /// more. Waits while a programming runs.
+  /// them before it destroys the first, so that their waits don't add up. One programming that is
+  /// due may still go out, where the thread has just found its swap done; nothing is programmed
+  /// behind it. Waits while a programming runs.
   void RequestStop();
 
   /// Reads what the core is, with a line at Info, resets it and starts the thread. All coefficients
