@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "log/Log.h"
 #include "sim/Board.h"
 #include "support/Accesses.h"
@@ -86,10 +88,21 @@ TEST_F(OneCrosspoint, CommandWords) {
               EXPECT_EQ(xpt.WriteOutputCommand(5, 8), 0);
             }),
             (std::vector{Stored(0x100000, 0x20000000), Stored(0x100008, 0x40000005)}));
+  // Cut to 32 bits, each of these would be the address of a word.
+  const std::size_t farPort = std::size_t{1} << 62;
+  EXPECT_TRUE(StoresOf([&] {
+                for (const std::uint64_t offset :
+                     std::array<std::uint64_t, 3>{0xFFF00000, 0x100000000, ~std::uint64_t{7}}) {
+                  EXPECT_EQ(xpt.WriteOutputCommand(5, offset), 0);
+                }
+                EXPECT_EQ(xpt.SetRouteSingle(1, 0, 0, farPort, true), 0);
+              }).empty());
+  EXPECT_EQ(board.log.Messages(3),
+            (std::vector<std::string>(4, "Attempt to write illegal FPGA CSR address")));
 }
 
 TEST_F(VideoCrosspointTest, SeveralCrosspointsShareTheDestinations) {
-  VideoCrosspointImpl xpt("matrix", kBase, 0x1000, 32, 6, 2, {2, 3}, 0, 0);
+  VideoCrosspointImpl xpt("matrix", kBase, 0x1000, 33, 6, 2, {2, 3}, 0, 0);
   board.registers.Poke(kBase, 0xFFFFFFFF);  // the other sources' bits must stay
   EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetRoute(15, 4, true), 0); }),
             (std::vector{Stored(kBase + 0x2008, 0x8000000F), Stored(kBase, 0x7FFFFFFF)}));
@@ -99,10 +112,13 @@ TEST_F(VideoCrosspointTest, SeveralCrosspointsShareTheDestinations) {
   EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetOutputDisable(4, false, true), 0); }),
             (std::vector{Stored(kBase + 0x2008, 15)}));
   // Destination 5 lies behind the last port.
+  std::size_t found = 9;
+  std::size_t port = 9;
   EXPECT_TRUE(StoresOf([&] {
                 EXPECT_EQ(xpt.SetRoute(0, 5, true), -1);
                 EXPECT_EQ(xpt.SetOutputDisable(5, true, true), -1);
                 EXPECT_EQ(xpt.SetRouteSingle(0, 0, 1, 3, true), -1);
+                EXPECT_EQ(xpt.FindXpt(5, found, port), -1);
               }).empty());
   EXPECT_EQ(board.log.Messages(3),
             (std::vector<std::string>{
@@ -111,6 +127,12 @@ TEST_F(VideoCrosspointTest, SeveralCrosspointsShareTheDestinations) {
   EXPECT_EQ(board.log.Messages(4),
             (std::vector<std::string>{
                 "matrix Unable to determine crosspoint and output port for dest 5"}));
+  EXPECT_EQ(found * port, 81U);
+  // A source that the stall network doesn't know keeps its route.
+  EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetRoute(32, 0, true), -1); }),
+            (std::vector{Stored(kBase + 0x1000, 0x80000020)}));
+  EXPECT_EQ(xpt.GetRoute(found, 0), 0);
+  EXPECT_EQ(found, 32U);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "modules/VideoCrosspoint.h"
 
+#include <algorithm>
+
 #include "log/Log.h"
 
 namespace {
@@ -7,6 +9,9 @@ namespace {
 constexpr std::uint32_t kPortDisabled = 0x80000000;
 constexpr std::uint32_t kOutputCommand = 0x40000000;
 constexpr std::uint32_t kControlWord = 0x20000000;
+
+constexpr std::uint32_t kMaxAddress = 0xFFFFFFFF;
+constexpr std::uint32_t kBehindWindow = 0xFFFFFFFC;  // of a word that no register window reaches
 
 // Stall words: two bits for each source.
 constexpr std::size_t kStallSources = 32;
@@ -199,13 +204,19 @@ int VideoCrosspointImpl::SetStallRouting(std::size_t src, std::size_t xpt) {
 }
 
 int VideoCrosspointImpl::WriteOutputCommand(std::uint32_t value, std::uint64_t offset) {
-  RawWrite(static_cast<std::uint32_t>(base_ + offset), value | kOutputCommand);
+  RawWrite(_AddressOf(offset), value | kOutputCommand);
   return 0;
+}
+
+// An address that 32 bits don't hold becomes one that the register access refuses: cut, it would be
+// that of another word.
+std::uint32_t VideoCrosspointImpl::_AddressOf(std::uint64_t offset) const {
+  return offset > kMaxAddress - base_ ? kBehindWindow : base_ + static_cast<std::uint32_t>(offset);
 }
 
 std::uint32_t VideoCrosspointImpl::_PortAddress(std::size_t xpt, std::size_t port) const {
   const std::size_t block = numXpts_ == 1 ? 0 : xptStride_ * (xpt + 1);
-  return base_ + static_cast<std::uint32_t>(block + 4 * port);
+  return _AddressOf(block + 4 * std::min<std::size_t>(port, kMaxAddress));
 }
 
 void VideoCrosspointImpl::_WritePort(std::size_t dest, std::size_t xpt, std::size_t port) {
