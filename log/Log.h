@@ -50,6 +50,20 @@ void LogLevelName(int level, std::string& text);
 void LogMessage(int level, bool notifyHook, const std::string& message, const char* file,
                 const char* function, int line);
 
+/// Where a record comes from: the operation that a reader of the log knows by its name. What logs
+/// in a helper names the operation and not the helper, which is handed the operation's LOG_ORIGIN.
+struct LogOrigin {
+  const char* file;
+  const char* function;
+  int line;
+};
+#define LOG_ORIGIN (LogOrigin{__FILE__, static_cast<const char*>(__func__), __LINE__})
+
+/// LogMessage without the hook.
+inline void LogMessage(int level, const std::string& message, const LogOrigin& origin) {
+  LogMessage(level, false, message, origin.file, origin.function, origin.line);
+}
+
 /// printf into a string: at most 4095 characters, else the text is "(truncated)". A format that
 /// can't be converted gives "Formatting error".
 std::string FormatMessage(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -81,15 +95,23 @@ inline bool WouldLog(int level) {
 }
 
 // A log line costs one comparison when it is filtered: the arguments are not evaluated then.
-#define LOG_AT(level, ...)                                           \
-  do {                                                               \
-    if (WouldLog(level)) {                                           \
-      LogMessage(level, false, FormatMessage(__VA_ARGS__), __FILE__, \
-                 static_cast<const char*>(__func__), __LINE__);      \
-    }                                                                \
+#define LOG_AT_FROM(level, origin, ...)                        \
+  do {                                                         \
+    if (WouldLog(level)) {                                     \
+      LogMessage(level, FormatMessage(__VA_ARGS__), (origin)); \
+    }                                                          \
   } while (false)
-#define LOG_CRITICAL(...) LOG_AT(kLogCritical, __VA_ARGS__)
-#define LOG_ERROR(...) LOG_AT(kLogError, __VA_ARGS__)
-#define LOG_WARNING(...) LOG_AT(kLogWarning, __VA_ARGS__)
-#define LOG_INFO(...) LOG_AT(kLogInfo, __VA_ARGS__)
-#define LOG_DEBUG(...) LOG_AT(kLogDebug, __VA_ARGS__)
+
+// On behalf of the operation whose origin it is.
+#define LOG_CRITICAL_FROM(origin, ...) LOG_AT_FROM(kLogCritical, origin, __VA_ARGS__)
+#define LOG_ERROR_FROM(origin, ...) LOG_AT_FROM(kLogError, origin, __VA_ARGS__)
+#define LOG_WARNING_FROM(origin, ...) LOG_AT_FROM(kLogWarning, origin, __VA_ARGS__)
+#define LOG_INFO_FROM(origin, ...) LOG_AT_FROM(kLogInfo, origin, __VA_ARGS__)
+#define LOG_DEBUG_FROM(origin, ...) LOG_AT_FROM(kLogDebug, origin, __VA_ARGS__)
+
+// In the operation itself.
+#define LOG_CRITICAL(...) LOG_CRITICAL_FROM(LOG_ORIGIN, __VA_ARGS__)
+#define LOG_ERROR(...) LOG_ERROR_FROM(LOG_ORIGIN, __VA_ARGS__)
+#define LOG_WARNING(...) LOG_WARNING_FROM(LOG_ORIGIN, __VA_ARGS__)
+#define LOG_INFO(...) LOG_INFO_FROM(LOG_ORIGIN, __VA_ARGS__)
+#define LOG_DEBUG(...) LOG_DEBUG_FROM(LOG_ORIGIN, __VA_ARGS__)

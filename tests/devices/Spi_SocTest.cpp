@@ -155,18 +155,6 @@ TEST_F(SpiSocTest, EveryFailureHasItsLines) {
   }
 }
 
-TEST_F(SpiSocTest, SixteenBitSetUpHasItsOwnNameInTheLog) {
-  board.settings.driverSpiFault = SpiFault::kMode;
-  Bytes bytes{1};
-  Words words{1};
-  EXPECT_EQ(spi.Transmit(bytes, kSettings), -1);
-  EXPECT_EQ(spi.Transmit16(words, kSettings), -1);
-  const auto records = board.log.All();
-  ASSERT_EQ(records.size(), 4U);
-  EXPECT_TRUE(records[0].text.starts_with("Spi_Soc.cpp:_Setup("));
-  EXPECT_TRUE(records[2].text.starts_with("Spi_Soc.cpp:_Setup16("));
-}
-
 TEST_F(SpiSocTest, BytesThatDontComeAreZero) {
   board.settings.driverSpiFault = SpiFault::kShort;
   board.driverChain.SetRegister(0, 30, 0x0A0B);

@@ -66,12 +66,9 @@ void SdiCableEqInterface::DoRequiredSetup() {
       LOG_INFO("dev: %lu addr: 0x%02x data: 0x%02x", i, unsigned{pair.reg}, unsigned{pair.data});
     }
   }
-  if (!chain_.empty()) {
-    _SetUpLastChip();
+  if (chain_.empty()) {
+    return;
   }
-}
-
-void SdiCableEqInterface::_SetUpLastChip() {
   for (const RegPair& pair : kLastChipSetup) {
     (void)_WriteRegToOne(chain_.size() - 1, pair.reg, pair.data);  // logged
     LOG_INFO("dev: %i addr: 0x%02x data: 0x%02x", kLastChipInLog, unsigned{pair.reg},
@@ -170,33 +167,34 @@ int SdiCableEqInterface::_ReadRegFromAll(const std::vector<std::uint8_t>& regs,
   std::vector<std::uint8_t> answer;
   platform::SleepMicroseconds(kReadMicroseconds);
   (void)spi_->TransmitAndReceive(readOut, answer, 0, false, settings_);
-  return _TakeAnswers(regs, readOut, answer, values);
+  return _TakeAnswers(LOG_ORIGIN, regs, readOut, answer, values);
 }
 
 // Picks each chip's value out of what came back during the read-out.
-int SdiCableEqInterface::_TakeAnswers(std::span<const std::uint8_t> regs,
+int SdiCableEqInterface::_TakeAnswers(const LogOrigin& reading, std::span<const std::uint8_t> regs,
                                       std::span<const std::uint8_t> sent,
                                       std::span<const std::uint8_t> received,
                                       std::vector<std::uint8_t>& values) {
   for (std::size_t i = 0; i < sent.size() && i < received.size(); ++i) {
-    LOG_DEBUG("0x%02lx: TX 0x%02x RX 0x%02x", i, unsigned{sent[i]}, unsigned{received[i]});
+    LOG_DEBUG_FROM(reading, "0x%02lx: TX 0x%02x RX 0x%02x", i, unsigned{sent[i]},
+                   unsigned{received[i]});
   }
   const std::size_t n = regs.size();
   if (received.size() != kFrameBytes * n) {
-    LOG_ERROR("Incorrect RX data size on SPI chain read");
+    LOG_ERROR_FROM(reading, "Incorrect RX data size on SPI chain read");
     return -1;
   }
   values.clear();
   for (std::size_t i = 0; i < n; ++i) {
     const std::size_t index = FrameOf(i, n) + 1;
-    LOG_INFO("%lu", index);
+    LOG_INFO_FROM(reading, "%lu", index);
     if (index >= received.size()) {
-      LOG_ERROR("RX data size mismatch on SPI chain read");
+      LOG_ERROR_FROM(reading, "RX data size mismatch on SPI chain read");
       return -1;
     }
     values.push_back(received[index]);
-    LOG_INFO("SDI %zu 0x%02x: 0x%02x", i + kFirstInputLetter, unsigned{regs[i]},
-             unsigned{received[index]});
+    LOG_INFO_FROM(reading, "SDI %zu 0x%02x: 0x%02x", i + kFirstInputLetter, unsigned{regs[i]},
+                  unsigned{received[index]});
   }
   return 0;
 }

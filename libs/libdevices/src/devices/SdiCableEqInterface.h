@@ -8,6 +8,7 @@
 
 #include "devices/SdiCableEq.h"
 #include "interfaces/Spi.h"
+#include "log/Log.h"
 
 /// The chain of cable equalisers: it owns the chips and speaks their protocol.
 ///
@@ -69,11 +70,11 @@ class SdiCableEqInterface {
   };
 
   int _ReadRegFromAll(const std::vector<std::uint8_t>& regs, std::vector<std::uint8_t>& values);
-  int _TakeAnswers(std::span<const std::uint8_t> regs, std::span<const std::uint8_t> sent,
-                   std::span<const std::uint8_t> received, std::vector<std::uint8_t>& values);
+  int _TakeAnswers(const LogOrigin& reading, std::span<const std::uint8_t> regs,
+                   std::span<const std::uint8_t> sent, std::span<const std::uint8_t> received,
+                   std::vector<std::uint8_t>& values);
   int _WriteRegToOne(std::size_t index, std::uint8_t reg, std::uint8_t data);
   int _RefreshStatus();
-  void _SetUpLastChip();
   bool _ReadStatus(std::uint8_t (SdiCableEq::*reg)(), std::vector<std::uint8_t>& values);
   std::vector<std::uint8_t> _RegOfEach(std::uint8_t (SdiCableEq::*reg)()) const;
 

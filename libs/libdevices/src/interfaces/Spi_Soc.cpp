@@ -104,39 +104,30 @@ int Spi_Soc::Transmit10Bits(std::uint16_t word, const SpiSettings& settings) {
 }
 
 int Spi_Soc::_Setup(const SpiSettings& settings) {
-  const std::string failure = _ApplySettings(settings);
-  if (!failure.empty()) {
-    LOG_ERROR("%s", failure.c_str());
-    return -1;
-  }
-  return 0;
+  return _ApplySettings(LOG_ORIGIN, settings);
 }
 
-// As _Setup: a log record of a 16-bit operation names this function.
 int Spi_Soc::_Setup16(const SpiSettings& settings) {
-  const std::string failure = _ApplySettings(settings);
-  if (!failure.empty()) {
-    LOG_ERROR("%s", failure.c_str());
-    return -1;
-  }
-  return 0;
+  return _ApplySettings(LOG_ORIGIN, settings);
 }
 
-// Gives what went wrong, or nothing.
-std::string Spi_Soc::_ApplySettings(const SpiSettings& settings) {
+int Spi_Soc::_ApplySettings(const LogOrigin& setup, const SpiSettings& settings) {
   if (platform::SetSpiMode(fileDescriptor_, settings.mode) < 0) {
-    return FormatMessage("Unable to set SPI mode to %u", unsigned{settings.mode});
+    LOG_ERROR_FROM(setup, "Unable to set SPI mode to %u", unsigned{settings.mode});
+    return -1;
   }
   if (platform::SetSpiLsbFirst(fileDescriptor_, settings.lsbFirst) < 0) {
-    return FormatMessage("Unable to set SPI LSB order to %u", unsigned{settings.lsbFirst});
+    LOG_ERROR_FROM(setup, "Unable to set SPI LSB order to %u", unsigned{settings.lsbFirst});
+    return -1;
   }
   if (platform::SetSpiBitsPerWord(fileDescriptor_, settings.bitsPerWord) < 0) {
-    return FormatMessage("Unable to set SPI bits per word to %u", unsigned{settings.bitsPerWord});
+    LOG_ERROR_FROM(setup, "Unable to set SPI bits per word to %u", unsigned{settings.bitsPerWord});
+    return -1;
   }
   transfer_ = {};
   transfer_.speed_hz = settings.speedHz;
   transfer_.bits_per_word = settings.bitsPerWord;
-  return "";
+  return 0;
 }
 
 int Spi_Soc::_TransmitOnly(const std::vector<std::uint8_t>& data) {

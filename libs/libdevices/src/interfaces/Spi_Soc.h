@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "interfaces/Spi.h"
+#include "log/Log.h"
 
 /// The SPI controller of the processor, through a device node of the kernel's spidev driver.
 ///
@@ -45,7 +46,7 @@ class Spi_Soc : public Spi {
  private:
   int _Setup(const SpiSettings& settings);
   int _Setup16(const SpiSettings& settings);
-  std::string _ApplySettings(const SpiSettings& settings);
+  int _ApplySettings(const LogOrigin& setup, const SpiSettings& settings);
 
   int _TransmitOnly(const std::vector<std::uint8_t>& data);
   int _TransmitOnly16(std::vector<std::uint16_t>& data);

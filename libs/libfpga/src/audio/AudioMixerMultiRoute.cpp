@@ -1,7 +1,9 @@
 #include "audio/AudioMixerMultiRoute.h"
 
+#include "log/Log.h"
+
 int AudioMixerMultiRoute::GetLinearGain(std::uint8_t index, float* gain) {
-  return LinearGain(index, 0.0F, gain);
+  return LinearGain(LOG_ORIGIN, index, 0.0F, gain);
 }
 
 void AudioMixerMultiRoute::OnSrcChInfoChange() {

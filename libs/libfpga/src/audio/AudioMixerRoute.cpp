@@ -45,7 +45,7 @@ void AudioMixerRoute::ClearSrc() {
 }
 
 int AudioMixerRoute::GetLink(std::uint8_t index, std::uint8_t* link) const {
-  const Source* source = _Find(index);
+  const Source* source = _Find(LOG_ORIGIN, index);
   if (source == nullptr) {
     return -1;
   }
@@ -54,7 +54,7 @@ int AudioMixerRoute::GetLink(std::uint8_t index, std::uint8_t* link) const {
 }
 
 int AudioMixerRoute::GetChannel(std::uint8_t index, std::uint8_t* channel) const {
-  const Source* source = _Find(index);
+  const Source* source = _Find(LOG_ORIGIN, index);
   if (source == nullptr) {
     return -1;
   }
@@ -78,8 +78,9 @@ void AudioMixerRoute::AddCallback(std::function<void()> callback) {
   callbacks_.push_back(std::move(callback));
 }
 
-int AudioMixerRoute::LinearGain(std::uint8_t index, float nonPcmGain, float* gain) const {
-  const Source* source = _Find(index);
+int AudioMixerRoute::LinearGain(const LogOrigin& reading, std::uint8_t index, float nonPcmGain,
+                                float* gain) const {
+  const Source* source = _Find(reading, index);
   if (source == nullptr) {
     return -1;
   }
@@ -104,9 +105,10 @@ void AudioMixerRoute::RunCallbacks() const {
   }
 }
 
-const AudioMixerRoute::Source* AudioMixerRoute::_Find(std::uint8_t index) const {
+const AudioMixerRoute::Source* AudioMixerRoute::_Find(const LogOrigin& reading,
+                                                      std::uint8_t index) const {
   if (index >= sources_.size()) {
-    LOG_ERROR("Trying to read from a source that doesn't exist");
+    LOG_ERROR_FROM(reading, "Trying to read from a source that doesn't exist");
     return nullptr;
   }
   return &sources_[index];

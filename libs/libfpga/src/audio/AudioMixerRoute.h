@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "audio/AudioChannelInfo.h"
+#include "log/Log.h"
 
 /// What one output channel of a mixer is made of: its sources with their gains, and the gain,
 /// polarity and mute of the whole. How a source that is not PCM is treated is up to the kind of
@@ -81,14 +82,14 @@ class AudioMixerRoute {
   };
 
   // GetLinearGain, with the factor of a source that is not PCM.
-  int LinearGain(std::uint8_t index, float nonPcmGain, float* gain) const;
+  int LinearGain(const LogOrigin& reading, std::uint8_t index, float nonPcmGain, float* gain) const;
   void RunCallbacks() const;
 
   const std::vector<Source>& Sources() const { return sources_; }
   const ChInfoPtr& DestChInfo() const { return destInfo_; }
 
  private:
-  const Source* _Find(std::uint8_t index) const;
+  const Source* _Find(const LogOrigin& reading, std::uint8_t index) const;
   void _Unlink(Source& source);
 
   std::vector<Source> sources_;

@@ -1,7 +1,9 @@
 #include "audio/AudioMixerSingleRoute.h"
 
+#include "log/Log.h"
+
 int AudioMixerSingleRoute::GetLinearGain(std::uint8_t index, float* gain) {
-  return LinearGain(index, 1.0F, gain);
+  return LinearGain(LOG_ORIGIN, index, 1.0F, gain);
 }
 
 void AudioMixerSingleRoute::OnSrcChInfoChange() {

@@ -324,33 +324,30 @@ std::uint64_t AudioPathFacadeImpl::GetAesRxIrq() {
   return aesRx_.GetIrqNumber();
 }
 
-bool AudioPathFacadeImpl::_UpdateTypes(std::uint8_t link, AudioTypeArray& types, bool logged) {
-  bool changed = false;
+AudioTypeArray AudioPathFacadeImpl::_TypesOf(std::uint8_t link) const {
+  AudioTypeArray types{};
   for (std::size_t pair = 0; pair < types.size(); ++pair) {
-    AudioType type = destChInfo_[link][2 * pair]->GetAudioType();
-    if (destChInfo_[link][2 * pair + 1]->GetAudioType() == AudioType::Pcm) {
-      type = AudioType::Pcm;
-    }
-    if (type == types[pair]) {
-      continue;
-    }
-    if (logged) {
-      LOG_INFO("Embedder audio type changed to audio type %s",
-               type != AudioType::Pcm ? "NON-PCM" : "PCM");
-    }
-    types[pair] = type;
-    changed = true;
+    const bool partnerIsPcm = destChInfo_[link][2 * pair + 1]->GetAudioType() == AudioType::Pcm;
+    types[pair] = partnerIsPcm ? AudioType::Pcm : destChInfo_[link][2 * pair]->GetAudioType();
   }
-  return changed;
+  return types;
 }
 
 void AudioPathFacadeImpl::_HandleEmbedderAudioTypeChange(std::uint8_t link) {
-  AudioTypeArray& types = embedderTypes_[link];
-  if (!_UpdateTypes(link, types, true /* logged */)) {
+  AudioTypeArray& known = embedderTypes_[link];
+  const AudioTypeArray types = _TypesOf(link);
+  if (types == known) {
     return;
   }
-  CallEach(embedderTypeCallbacks_, types);
-  embedders_[link]->OnAudioTypeChange(types);
+  for (std::size_t pair = 0; pair < types.size(); ++pair) {
+    if (types[pair] != known[pair]) {
+      LOG_INFO("Embedder audio type changed to audio type %s",
+               types[pair] != AudioType::Pcm ? "NON-PCM" : "PCM");
+    }
+  }
+  known = types;
+  CallEach(embedderTypeCallbacks_, known);
+  embedders_[link]->OnAudioTypeChange(known);
 }
 
 void AudioPathFacadeImpl::_HandleMadiTxAudioTypeChange(std::uint8_t link) {
@@ -358,13 +355,18 @@ void AudioPathFacadeImpl::_HandleMadiTxAudioTypeChange(std::uint8_t link) {
     LOG_ERROR("Non-existent MADI output mixer link");
     return;
   }
-  if (_UpdateTypes(link, madiTxTypes_[link - kFirstMadiLink], false)) {
+  AudioTypeArray& known = madiTxTypes_[link - kFirstMadiLink];
+  const AudioTypeArray types = _TypesOf(link);
+  if (types != known) {
+    known = types;
     CallEach(madiTxTypeCallbacks_, madiTxTypes_);
   }
 }
 
 void AudioPathFacadeImpl::_HandleAesTxAudioTypeChange() {
-  if (_UpdateTypes(kAesLink, aesTxTypes_, false)) {
+  const AudioTypeArray types = _TypesOf(kAesLink);
+  if (types != aesTxTypes_) {
+    aesTxTypes_ = types;
     CallEach(aesTxTypeCallbacks_, aesTxTypes_);
   }
 }

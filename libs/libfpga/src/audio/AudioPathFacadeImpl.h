@@ -89,8 +89,8 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   void _BuildDestinations();
   void _SetAesEnable(FieldId enableField, FieldId outputField, std::uint8_t firstChannel,
                      bool enable);
-  // The types of a destination link's pairs now. Whether one differs from `types`, which gets them.
-  bool _UpdateTypes(std::uint8_t link, AudioTypeArray& types, bool logged);
+  // The types of a destination link's pairs now.
+  AudioTypeArray _TypesOf(std::uint8_t link) const;
   void _HandleEmbedderAudioTypeChange(std::uint8_t link);
   void _HandleMadiTxAudioTypeChange(std::uint8_t link);
   void _HandleAesTxAudioTypeChange();

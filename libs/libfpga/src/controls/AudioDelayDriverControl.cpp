@@ -99,7 +99,7 @@ void AudioDelayDriverControl::UpdateAudioChannelChange(std::uint8_t channel) {
   }
   pairTypes_.at(channel / 2) = type;
   delay_.SetPairViaNonSrc(channel / 2, type != AudioType::Pcm);
-  _MoveOutputs(channel, partner, type);
+  _MoveOutputs(LOG_ORIGIN, channel, partner, type);
   dolbyEOffsets_[channel] = 0;
   dolbyEOffsets_[partner] = 0;
   delay_.SetChannelDelay(channel, _DelayOf(channel));
@@ -109,8 +109,8 @@ void AudioDelayDriverControl::UpdateAudioChannelChange(std::uint8_t channel) {
 }
 
 // What follows in the graph learns the type before the link.
-void AudioDelayDriverControl::_MoveOutputs(std::uint8_t channel, std::uint8_t partner,
-                                           AudioType type) {
+void AudioDelayDriverControl::_MoveOutputs(const LogOrigin& change, std::uint8_t channel,
+                                           std::uint8_t partner, AudioType type) {
   const ChInfoPtr& output = destinations_[channel];
   const ChInfoPtr& partnerOutput = destinations_[partner];
   if (output == nullptr || partnerOutput == nullptr) {
@@ -120,7 +120,8 @@ void AudioDelayDriverControl::_MoveOutputs(std::uint8_t channel, std::uint8_t pa
   partnerOutput->SetAudioType(type);
   const bool around = type != AudioType::Pcm;
   for (const std::uint8_t moved : {channel, partner}) {
-    LOG_INFO("Setting Output Mixer Source [0][%d] to [%d][%d]", moved, around ? 1 : 0, moved);
+    LOG_INFO_FROM(change, "Setting Output Mixer Source [0][%d] to [%d][%d]", moved, around ? 1 : 0,
+                  moved);
   }
   const auto link = static_cast<std::uint8_t>(index_ + (around ? kAroundConverter : 0));
   output->SetLink(link);

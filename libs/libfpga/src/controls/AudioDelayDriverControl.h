@@ -89,7 +89,8 @@ class AudioDelayDriverControl {
     return pairTypes_.at(channel / 2);
   }
   void _SetOwnDelay(std::uint8_t channel, float ms);
-  void _MoveOutputs(std::uint8_t channel, std::uint8_t partner, AudioChannelInfo::AudioType type);
+  void _MoveOutputs(const LogOrigin& change, std::uint8_t channel, std::uint8_t partner,
+                    AudioChannelInfo::AudioType type);
   int _MeasureDrift();
 
   const std::string name_;

@@ -109,7 +109,7 @@ void AudioMixerDriverControl::UpdateAudioRoute(std::uint8_t link, std::uint8_t c
 
 int AudioMixerDriverControl::GetLinkAtDest(std::uint8_t link, std::uint8_t channel) const {
   std::uint8_t source = 0;
-  if (const AudioMixerRoute* route = _RouteAtDest(link, channel); route != nullptr) {
+  if (const AudioMixerRoute* route = _RouteAtDest(LOG_ORIGIN, link, channel); route != nullptr) {
     (void)route->GetLink(0, &source);  // stays 0 without a source
   }
   return source;
@@ -117,20 +117,21 @@ int AudioMixerDriverControl::GetLinkAtDest(std::uint8_t link, std::uint8_t chann
 
 int AudioMixerDriverControl::GetChAtDest(std::uint8_t link, std::uint8_t channel) const {
   std::uint8_t source = 0;
-  if (const AudioMixerRoute* route = _RouteAtDest(link, channel); route != nullptr) {
+  if (const AudioMixerRoute* route = _RouteAtDest(LOG_ORIGIN, link, channel); route != nullptr) {
     (void)route->GetChannel(0, &source);  // stays 0 without a source
   }
   return source;
 }
 
-const AudioMixerRoute* AudioMixerDriverControl::_RouteAtDest(std::uint8_t link,
+const AudioMixerRoute* AudioMixerDriverControl::_RouteAtDest(const LogOrigin& look,
+                                                             std::uint8_t link,
                                                              std::uint8_t channel) const {
   if (link < GetNumLinks() && channel >= kChannels) {
-    LOG_WARNING("Invalid channel index %d", channel);
+    LOG_WARNING_FROM(look, "Invalid channel index %d", channel);
     return nullptr;
   }
   if (link >= GetNumLinks() || link >= routes_.size() || !routes_[link][channel]) {
-    LOG_WARNING("Invalid link index %d", link);
+    LOG_WARNING_FROM(look, "Invalid link index %d", link);
     return nullptr;
   }
   return routes_[link][channel].get();

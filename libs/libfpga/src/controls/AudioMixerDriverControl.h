@@ -102,7 +102,8 @@ class AudioMixerDriverControl : public AudioMixer {
   void _AddDownmix(AudioMixerRoute& route, std::uint8_t output) const;
   void _AddFlexMixer(AudioMixerRoute& route, std::uint8_t output) const;
   int _BuildAndLinkRoute(const RoutePtr& route);
-  const AudioMixerRoute* _RouteAtDest(std::uint8_t link, std::uint8_t channel) const;
+  const AudioMixerRoute* _RouteAtDest(const LogOrigin& look, std::uint8_t link,
+                                      std::uint8_t channel) const;
 
   Links<RoutePtr> routes_;  // by output; empty until the first update
   Links<ChInfoPtr> srcInfo_;

@@ -96,23 +96,23 @@ bool AudioDeembedder::HandleIrq() {
 }
 
 // Clears a FIFO flag of all channels, with a log line where `what` names it. True if any was set.
-bool AudioDeembedder::_ClearFlags(FieldId flags, const char* what) {
+bool AudioDeembedder::_ClearFlags(const LogOrigin& check, FieldId flags, const char* what) {
   const std::uint32_t channels = ReadBitfield(flags);
   if (channels == 0) {
     return false;
   }
   if (what != nullptr) {
-    LOG_INFO("%s FIFO %s 0x%x", name_.c_str(), what, channels);
+    LOG_INFO_FROM(check, "%s FIFO %s 0x%x", name_.c_str(), what, channels);
   }
   WriteBitfield(flags, kAllFlags);
   return true;
 }
 
 void AudioDeembedder::CheckErrors() {
-  const bool overflow = _ClearFlags("fifoOverflow", "overflow");
-  const bool underflow = _ClearFlags("fifoUnderflow", "underflow");
-  (void)_ClearFlags("fifoEmpty", nullptr);  // neither this nor a full FIFO
-  (void)_ClearFlags("fifoFull", "full");    // asks for a restart
+  const bool overflow = _ClearFlags(LOG_ORIGIN, "fifoOverflow", "overflow");
+  const bool underflow = _ClearFlags(LOG_ORIGIN, "fifoUnderflow", "underflow");
+  (void)_ClearFlags(LOG_ORIGIN, "fifoEmpty", nullptr);  // neither this nor a full FIFO
+  (void)_ClearFlags(LOG_ORIGIN, "fifoFull", "full");    // asks for a restart
   const bool misaligned = ReadBitfield("alignment_err_saved") != 0;
   if (misaligned) {
     LOG_INFO("%s alignment error", name_.c_str());

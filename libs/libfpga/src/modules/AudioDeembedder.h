@@ -76,7 +76,7 @@ class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
   std::uint64_t GetIrqNumber() const { return irq_; }
 
  private:
-  bool _ClearFlags(FieldId flags, const char* what);
+  bool _ClearFlags(const LogOrigin& check, FieldId flags, const char* what);
 
   const std::string name_;
   const std::uint32_t baseAddress_;

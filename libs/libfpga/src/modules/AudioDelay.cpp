@@ -198,23 +198,24 @@ bool AudioDelay::CheckErrors() {
   if (IsHeldInReset()) {
     return false;
   }
-  _ReportErrors(errors, sameChannelErrors);
+  _ReportErrors(LOG_ORIGIN, errors, sameChannelErrors);
   return (errors & kCoreErrorMask) != 0;
 }
 
 // The lines count channels from 1 where they tell of a restart.
-void AudioDelay::_ReportErrors(std::uint32_t errors, std::uint32_t sameChannelErrors) {
+void AudioDelay::_ReportErrors(const LogOrigin& check, std::uint32_t errors,
+                               std::uint32_t sameChannelErrors) {
   using audio_delay_regs::kFramingError;
   using audio_delay_regs::kTimingError;
   for (unsigned channel = 0; channel < kChannels; ++channel) {
     if (HasBit(errors, kTimingError + channel)) {
-      LOG_ERROR("%s: CH%u Timing Error", name_.c_str(), channel);
+      LOG_ERROR_FROM(check, "%s: CH%u Timing Error", name_.c_str(), channel);
     }
   }
   for (std::uint8_t pair = 0; pair < kPairs; ++pair) {
     if (HasBit(errors, kFramingError + pair)) {
-      LOG_ERROR("%s: PAIR%d Framing Error Restarting Channel %d,%d", name_.c_str(), pair,
-                2 * pair + 1, 2 * pair + 2);
+      LOG_ERROR_FROM(check, "%s: PAIR%d Framing Error Restarting Channel %d,%d", name_.c_str(),
+                     pair, 2 * pair + 1, 2 * pair + 2);
       _RestartPair(pair);
     }
   }
@@ -222,13 +223,13 @@ void AudioDelay::_ReportErrors(std::uint32_t errors, std::uint32_t sameChannelEr
     if (!HasBit(errors, bit)) {
       continue;
     }
-    LOG_ERROR("%s", kCoreErrors[bit]);
+    LOG_ERROR_FROM(check, "%s", kCoreErrors[bit]);
     if (bit == audio_delay_regs::kIngressSofError) {
       ResetAndRelease();
     }
   }
   if (sameChannelErrors != 0) {
-    LOG_ERROR("same_ch_timing_error");
+    LOG_ERROR_FROM(check, "same_ch_timing_error");
   }
 }
 

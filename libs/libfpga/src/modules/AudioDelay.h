@@ -87,7 +87,7 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
  private:
   std::uint32_t _MeasureDelay(std::uint8_t channel);
   void _Restart(std::uint32_t channels, unsigned pauses);
-  void _ReportErrors(std::uint32_t errors, std::uint32_t sameChannelErrors);
+  void _ReportErrors(const LogOrigin& check, std::uint32_t errors, std::uint32_t sameChannelErrors);
   void _RestartPair(std::uint8_t pair);
 
   const std::string name_;

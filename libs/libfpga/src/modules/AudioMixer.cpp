@@ -182,7 +182,7 @@ void AudioMixer::_ProgramCoeffsThread() {
     }
     lock.lock();
     due_ = false;  // whatever was stored up to here goes out now
-    _WriteCoeffs();
+    _WriteCoeffs(LOG_ORIGIN);
   }
 }
 
@@ -199,7 +199,7 @@ bool AudioMixer::_AwaitSwap() {
 }
 
 // Fills the side that the audio doesn't use and asks for the swap. Called with the mutex held.
-void AudioMixer::_WriteCoeffs() {
+void AudioMixer::_WriteCoeffs(const LogOrigin& thread) {
   WriteBitfield("coeff_addr", 0);
   const auto count = static_cast<std::uint32_t>(programmed_.size());
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -207,7 +207,8 @@ void AudioMixer::_WriteCoeffs() {
     if (large_) {
       WriteBitfield("coeff_data_msw", SourceOf(word));
       WriteBitfield("coeff_data_lsw", GainOf(word));
-      LOG_DEBUG(
+      LOG_DEBUG_FROM(
+          thread,
           "Mixer baseAddr %x link,channel,coeff: [%x, %x, %x] gets link,channel [%x, %x] with "
           "gain [%x]",
           baseAddress_, i / kWordsPerLink, i / kCoeffs % kChannels, i % kCoeffs,
@@ -216,8 +217,9 @@ void AudioMixer::_WriteCoeffs() {
       WriteBitfield("coeff_data", static_cast<std::uint32_t>(word));
     }
     if (i < kWordsPerLink && i % kCoeffs == 0) {
-      LOG_DEBUG("Mixer baseAddr %x channel: [%x] gets link,channel [%x] with gain [%x]",
-                baseAddress_, i / kCoeffs, SourceOf(word), GainOf(word));
+      LOG_DEBUG_FROM(thread,
+                     "Mixer baseAddr %x channel: [%x] gets link,channel [%x] with gain [%x]",
+                     baseAddress_, i / kCoeffs, SourceOf(word), GainOf(word));
     }
   }
   WriteBitfield("set_toggle", 1);

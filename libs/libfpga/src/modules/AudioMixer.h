@@ -79,7 +79,7 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
  private:
   void _ProgramCoeffsThread();
   bool _AwaitSwap();
-  void _WriteCoeffs();
+  void _WriteCoeffs(const LogOrigin& thread);
 
   // Constant once the thread runs.
   const std::string name_;

@@ -44,6 +44,9 @@ void IrqHandlerImpl::PollIrq() {
     MaskIrq(irq);
   }
   for (const std::size_t irq : pending) {
+    if (handlers_[irq].empty()) {
+      LOG_WARNING("No handler for IRQ %zu", irq);
+    }
     _RunHandlers(irq);
   }
   for (const std::size_t irq : pending) {
@@ -67,10 +70,6 @@ std::vector<std::size_t> IrqHandlerImpl::_PendingAndUnmasked() {
 }
 
 void IrqHandlerImpl::_RunHandlers(std::size_t irq) {
-  if (handlers_[irq].empty()) {
-    LOG_WARNING("No handler for IRQ %zu", irq);
-    return;
-  }
   // By index: a handler may register another one for its own line.
   for (std::size_t i = 0; i < handlers_[irq].size(); ++i) {
     const std::function<void()> handler = handlers_[irq][i];

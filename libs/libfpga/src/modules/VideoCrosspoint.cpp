@@ -152,7 +152,7 @@ int VideoCrosspointImpl::SetRouteSingle(std::size_t src, std::size_t dest, std::
               numDest_);
     return -1;
   }
-  if (!_HasXpt(xpt) || !_HasPort(xpt, port)) {
+  if (!_HasXpt(LOG_ORIGIN, xpt) || !_HasPort(LOG_ORIGIN, xpt, port)) {
     return -1;
   }
   bool disabled = true;
@@ -178,7 +178,7 @@ int VideoCrosspointImpl::SetOutputDisableSingle(std::size_t dest, std::size_t xp
               name_.c_str(), dest, numDest_);
     return -1;
   }
-  if (!_HasXpt(xpt) || !_HasPort(xpt, port)) {
+  if (!_HasXpt(LOG_ORIGIN, xpt) || !_HasPort(LOG_ORIGIN, xpt, port)) {
     return -1;
   }
   disabled_[dest] = disable;
@@ -225,18 +225,20 @@ void VideoCrosspointImpl::_WritePort(std::size_t dest, std::size_t xpt, std::siz
            disabled_[dest] ? source | kPortDisabled : source & ~kPortDisabled);
 }
 
-bool VideoCrosspointImpl::_HasXpt(std::size_t xpt) const {
+bool VideoCrosspointImpl::_HasXpt(const LogOrigin& operation, std::size_t xpt) const {
   if (xpt >= numXpts_) {
-    LOG_ERROR("%s Attempt to route using crosspoint %zu that does not exist", name_.c_str(), xpt);
+    LOG_ERROR_FROM(operation, "%s Attempt to route using crosspoint %zu that does not exist",
+                   name_.c_str(), xpt);
     return false;
   }
   return true;
 }
 
-bool VideoCrosspointImpl::_HasPort(std::size_t xpt, std::size_t port) const {
+bool VideoCrosspointImpl::_HasPort(const LogOrigin& operation, std::size_t xpt,
+                                   std::size_t port) const {
   if (numXpts_ > 1 && (xpt >= outputsPerXpt_.size() || port >= outputsPerXpt_[xpt])) {
-    LOG_ERROR("%s Attempt to route to output %zu that does not exist on xpt %zu", name_.c_str(),
-              port, xpt);
+    LOG_ERROR_FROM(operation, "%s Attempt to route to output %zu that does not exist on xpt %zu",
+                   name_.c_str(), port, xpt);
     return false;
   }
   return true;

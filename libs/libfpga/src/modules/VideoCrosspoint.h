@@ -86,8 +86,8 @@ class VideoCrosspointImpl : public VideoCrosspoint, public BitfieldManager {
   std::uint32_t _AddressOf(std::uint64_t offset) const;
   std::uint32_t _PortAddress(std::size_t xpt, std::size_t port) const;
   void _WritePort(std::size_t dest, std::size_t xpt, std::size_t port);
-  bool _HasXpt(std::size_t xpt) const;
-  bool _HasPort(std::size_t xpt, std::size_t port) const;
+  bool _HasXpt(const LogOrigin& operation, std::size_t xpt) const;
+  bool _HasPort(const LogOrigin& operation, std::size_t xpt, std::size_t port) const;
   bool _HasDest(std::size_t dest) const { return dest < numDest_; }
 
   const std::string name_;

@@ -68,9 +68,10 @@ void BitfieldManager::AddBitfield(const std::string& name, std::uint32_t address
   index_.Add(entry->first, entry->second);
 }
 
-void BitfieldManager::_RefuseName(std::string_view name) {
+void BitfieldManager::_RefuseName(const LogOrigin& lookUp, std::string_view name) {
   const std::string text(name);
-  LOG_CRITICAL("Bitfield manager cannot find bitfield %s. Throwing Exception!", text.c_str());
+  LOG_CRITICAL_FROM(lookUp, "Bitfield manager cannot find bitfield %s. Throwing Exception!",
+                    text.c_str());
   throw std::invalid_argument("Cannot find specified bitfield " + text);
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "log/Log.h"
 #include "regaccess/Bitfield.h"
 #include "regaccess/FieldIndex.h"
 #include "regaccess/FieldMap.h"
@@ -43,9 +44,10 @@ class BitfieldManager {
 
   /// Looks a field up. Throws std::invalid_argument, after a Critical line, if there is none.
   Bitfield& GetBitfield(std::string_view name) {
+    static constexpr LogOrigin kOrigin = LOG_ORIGIN;  // costs nothing while the name is there
     Bitfield* field = index_.Find(name);
     if (field == nullptr) {
-      _RefuseName(name);
+      _RefuseName(kOrigin, name);
     }
     return *field;
   }
@@ -124,7 +126,7 @@ class BitfieldManager {
   using Registry = std::map<std::string, BitfieldManager*, std::less<>>;
 
   static BitfieldManager* _FindModule(std::string_view name);
-  [[noreturn]] static void _RefuseName(std::string_view name);
+  [[noreturn]] static void _RefuseName(const LogOrigin& lookUp, std::string_view name);
 
   // Both exist once per process. The bridge is destroyed first, so that the window is unmapped at
   // the process's end while the registry still stands.

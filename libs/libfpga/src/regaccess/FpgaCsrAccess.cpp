@@ -65,31 +65,32 @@ bool FpgaCsrAccess::IsInitialized() const {
   return mappedWindow_ != nullptr;
 }
 
-int FpgaCsrAccess::_RefuseRead(std::uint32_t address) {
+int FpgaCsrAccess::_RefuseRead(const LogOrigin& access, std::uint32_t address) {
   if (mappedWindow_ == nullptr) {
-    LOG_ERROR("Attempt to read from un-initialized FPGA CSR bridge");
+    LOG_ERROR_FROM(access, "Attempt to read from un-initialized FPGA CSR bridge");
   } else if (!IsAligned(address)) {
-    LOG_ERROR("Non-aligned FPGA CSR read access");
+    LOG_ERROR_FROM(access, "Non-aligned FPGA CSR read access");
   } else {
-    LOG_ERROR("Attempt to read illegal FPGA CSR address");
+    LOG_ERROR_FROM(access, "Attempt to read illegal FPGA CSR address");
   }
   return -1;
 }
 
-int FpgaCsrAccess::_RefuseWrite(std::uint32_t address) {
+int FpgaCsrAccess::_RefuseWrite(const LogOrigin& access, std::uint32_t address) {
   if (mappedWindow_ == nullptr) {
-    LOG_ERROR("Attempt to write to un-initialized FPGA CSR bridge");
+    LOG_ERROR_FROM(access, "Attempt to write to un-initialized FPGA CSR bridge");
   } else if (!IsAligned(address)) {
-    LOG_ERROR("Non-aligned FPGA CSR write access to addr 0x%x", address);
+    LOG_ERROR_FROM(access, "Non-aligned FPGA CSR write access to addr 0x%x", address);
   } else {
-    LOG_ERROR("Attempt to write illegal FPGA CSR address");
+    LOG_ERROR_FROM(access, "Attempt to write illegal FPGA CSR address");
   }
   return -1;
 }
 
-int FpgaCsrAccess::_RefuseValue(const Bitfield& field, std::uint32_t value) {
-  LOG_ERROR("Write data 0x%x exceeds bitfield width of %u lsb %u for address 0x%x", value,
-            unsigned{field.width}, unsigned{field.lsb}, field.address);
+int FpgaCsrAccess::_RefuseValue(const LogOrigin& access, const Bitfield& field,
+                                std::uint32_t value) {
+  LOG_ERROR_FROM(access, "Write data 0x%x exceeds bitfield width of %u lsb %u for address 0x%x",
+                 value, unsigned{field.width}, unsigned{field.lsb}, field.address);
   return -1;
 }
 

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "log/Log.h"
 #include "platform/PhysicalMemory.h"
 #include "regaccess/Bitfield.h"
 
@@ -36,8 +37,9 @@ class FpgaCsrAccess {
 
   /// Reads a field into `*value`, which stays untouched on failure. Gives 0 or -1.
   int Read(const Bitfield& field, std::uint32_t* value) {
+    static constexpr LogOrigin kOrigin = LOG_ORIGIN;  // see below
     if (!_IsLegal(field.address)) {
-      return _RefuseRead(field.address);
+      return _RefuseRead(kOrigin, field.address);
     }
     *value = (_Load(field.address) >> field.lsb) & field.Mask();
     return 0;
@@ -51,12 +53,13 @@ class FpgaCsrAccess {
   /// Read-modify-write of a field: one load, then one store unless `value` is too wide. Gives 0 or
   /// -1.
   int Write(const Bitfield& field, std::uint32_t value) {
+    static constexpr LogOrigin kOrigin = LOG_ORIGIN;  // see below
     if (!_IsLegal(field.address)) {
-      return _RefuseWrite(field.address);
+      return _RefuseWrite(kOrigin, field.address);
     }
     const std::uint32_t word = _Load(field.address);
     if ((value & ~field.Mask()) != 0) {
-      return _RefuseValue(field, value);
+      return _RefuseValue(kOrigin, field, value);
     }
     _Store(field.address, (word & ~(field.Mask() << field.lsb)) | (value << field.lsb));
     return 0;
@@ -81,10 +84,11 @@ class FpgaCsrAccess {
     platform::StoreWord(mappedWindow_, address, word);
   }
 
-  // Each logs why and gives -1.
-  static int _RefuseRead(std::uint32_t address);
-  static int _RefuseWrite(std::uint32_t address);
-  static int _RefuseValue(const Bitfield& field, std::uint32_t value);
+  // Each logs why, in the name of the access, and gives -1. The origin is constant data: one that
+  // is put together where it is handed over costs instructions on the way of every access.
+  static int _RefuseRead(const LogOrigin& access, std::uint32_t address);
+  static int _RefuseWrite(const LogOrigin& access, std::uint32_t address);
+  static int _RefuseValue(const LogOrigin& access, const Bitfield& field, std::uint32_t value);
 
   // Written by Init and Shutdown while no other thread accesses registers; constant while any does.
   static inline volatile void* mappedWindow_ = nullptr;
