@@ -102,6 +102,9 @@ string RawText(const string& address, std::uint32_t value) {
   return "Raw Read " + address + ": " + std::to_string(value);
 }
 
+constexpr std::uint32_t kRate6G = 5;
+
+// The names that eqrate gives: it has none for 6G.
 const char* RateName(std::uint32_t rate) {
   switch (rate) {
     case 1:
@@ -326,14 +329,15 @@ string BoardCommands::_EqualiserInformation(int index) {
   if (index < 0 || static_cast<std::size_t>(index) >= cableEqs_->GetChainLength()) {
     return FormatMessage("Equalizer: none at index %i\n", index);
   }
-  bool present = false;
-  std::uint32_t rate = 0;
-  if (cableEqs_->SignalIsPresent(static_cast<std::size_t>(index), &present) != 0 ||
-      cableEqs_->GetRateDetect(static_cast<std::size_t>(index), &rate) != 0) {
+  const auto status = cableEqs_->GetStatus(static_cast<std::size_t>(index));
+  if (!status) {
     return "Equalizer: does not answer\n";
   }
-  return present ? FormatMessage("Equalizer: signal, rate %s\n", RateName(rate))
-                 : "Equalizer: no signal\n";
+  if (!status->signalPresent) {
+    return "Equalizer: no signal\n";
+  }
+  const char* rate = status->rate == kRate6G ? "6G" : RateName(status->rate);
+  return FormatMessage("Equalizer: signal, rate %s\n", rate);
 }
 
 string BoardCommands::_ReceiverInformation(int index) {

@@ -94,6 +94,9 @@ TEST_F(SdiCableEqTest, StatusIsReadTwiceInFourTransfers) {
   board.equaliserChain.SetSignal(1, true, 6);
   EXPECT_EQ(chain.GetRateDetect(1, &rate), 0);
   EXPECT_EQ(rate, 6U);
+  board.equaliserSpi.StartTrace();
+  EXPECT_EQ(chain.GetStatus(2), (SdiCableEqStatus{true, 1}));
+  EXPECT_EQ(board.equaliserSpi.TakeSent().size(), 4U);
 }
 
 TEST_F(SdiCableEqTest, ReadingIsLoggedByteByByte) {
@@ -125,8 +128,8 @@ TEST_F(SdiCableEqTest, IndexPastTheEndRefreshesAndFails) {
   EXPECT_EQ(board.equaliserSpi.TakeSent().size(), 4U);
   EXPECT_EQ(chain.SignalIsPresent(~std::size_t{0}, &present), -1);
   EXPECT_FALSE(present);
-  EXPECT_EQ(board.log.Messages(3),
-            (Lines{"Requested EQ does not exist", "Requested EQ does not exist"}));
+  EXPECT_FALSE(chain.GetStatus(2));
+  EXPECT_EQ(board.log.Messages(3), Lines(3, "Requested EQ does not exist"));
 }
 
 TEST_F(SdiCableEqTest, FailedRefreshHandsOutWhatWasKnown) {
@@ -157,39 +160,50 @@ TEST_F(SdiCableEqTest, FailedRefreshHandsOutWhatWasKnown) {
   EXPECT_EQ(rate, 3U);
 }
 
-// A controller whose third answer, the second chip status to be read, is too short.
-class ShortOfBytes : public Spi {
+// A controller of which one transfer brings too few bytes, or fails with as many as it should
+// bring.
+class BadTransfer : public Spi {
  public:
+  explicit BadTransfer(int bad = 0, bool fails = false) : bad_(bad), fails_(fails) {}
+
   int Transmit(Bytes&, const SpiSettings&) override { return -1; }
   int Transmit16(std::vector<std::uint16_t>&, const SpiSettings&) override { return -1; }
   int TransmitAndReceive(Bytes& tx, Bytes& rx, std::uint32_t, bool, const SpiSettings&) override {
-    ++transfers;
-    rx.assign(transfers > 2 ? 3 : tx.size(), 0x06);
-    return 0;
+    const bool bad = ++transfers_ == bad_;
+    rx.assign(bad && !fails_ ? 3 : tx.size(), 0x06);
+    return bad && fails_ ? -1 : 0;
   }
   int TransmitAndReceive16(std::vector<std::uint16_t>&, std::vector<std::uint16_t>&, std::uint32_t,
                            bool, const SpiSettings&) override {
     return -1;
   }
   int Transmit10Bits(std::uint16_t, const SpiSettings&) override { return -1; }
+  bool LastTransferWasWhole() const override { return true; }
 
-  int transfers = 0;
+ private:
+  int transfers_ = 0;
+  int bad_;  // the number of the transfer, from 1
+  bool fails_;
 };
 
-TEST_F(SdiCableEqTest, TooFewBytesAreNoAnswer) {
-  ShortOfBytes device;
+TEST_F(SdiCableEqTest, ABadTransferIsNoAnswer) {
+  BadTransfer device;
   EXPECT_EQ(chain.Initialize(&device, kSettings), 0);
   chain.AddDevice(new M23664_Soc);
   chain.AddDevice(new M23664_Soc);
+  for (const bool fails : {false, true}) {
+    for (int bad = 0; bad <= 4; ++bad) {
+      device = BadTransfer(bad, fails);
+      EXPECT_EQ(chain.GetStatus(1).has_value(), bad == 0) << bad << fails;
+    }
+  }
+  board.log.Clear();
+  device = BadTransfer(4);
   bool present = false;
   EXPECT_EQ(chain.SignalIsPresent(1, &present), 0);
   EXPECT_TRUE(present);
-  std::uint32_t rate = 99;
-  EXPECT_EQ(chain.GetRateDetect(1, &rate), 0);
-  EXPECT_EQ(rate, 0U);
-  const std::string size = "Incorrect RX data size on SPI chain read";
-  EXPECT_EQ(board.log.Messages(3), (Lines{size, "Unable to read rate detect status", size,
-                                          "Unable to read signal presence status"}));
+  EXPECT_EQ(board.log.Messages(3), (Lines{"Incorrect RX data size on SPI chain read",
+                                          "Unable to read rate detect status"}));
 }
 
 TEST_F(SdiCableEqTest, NeedsAController) {

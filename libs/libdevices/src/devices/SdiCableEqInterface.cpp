@@ -95,7 +95,7 @@ int SdiCableEqInterface::SignalIsPresent(std::size_t index, bool* present) {
     LOG_ERROR("Requested EQ does not exist");
     return -1;
   }
-  *present = chain_[index].signalPresent;
+  *present = chain_[index].status.signalPresent;
   return 0;
 }
 
@@ -106,8 +106,21 @@ int SdiCableEqInterface::GetRateDetect(std::size_t index, std::uint32_t* rate) {
     LOG_ERROR("Requested EQ does not exist");
     return -1;
   }
-  *rate = chain_[index].rate;
+  *rate = chain_[index].status.rate;
   return 0;
+}
+
+std::optional<SdiCableEqStatus> SdiCableEqInterface::GetStatus(std::size_t index) {
+  transfersWork_ = true;
+  const bool refreshed = _RefreshStatus() == 0;
+  if (index >= chain_.size()) {
+    LOG_ERROR("Requested EQ does not exist");
+    return std::nullopt;
+  }
+  if (!refreshed || !transfersWork_) {
+    return std::nullopt;
+  }
+  return chain_[index].status;
 }
 
 int SdiCableEqInterface::_RefreshStatus() {
@@ -117,14 +130,14 @@ int SdiCableEqInterface::_RefreshStatus() {
     return -1;
   }
   for (std::size_t i = 0; i < chain_.size(); ++i) {
-    chain_[i].signalPresent = chain_[i].device->DecodeSignalPresent(values[i]);
+    chain_[i].status.signalPresent = chain_[i].device->DecodeSignalPresent(values[i]);
   }
   if (!_ReadStatus(&SdiCableEq::GetRateStatusReg, values)) {
     LOG_ERROR("Unable to read rate detect status");
     return -1;
   }
   for (std::size_t i = 0; i < chain_.size(); ++i) {
-    chain_[i].rate = chain_[i].device->DecodeRate(values[i]);
+    chain_[i].status.rate = chain_[i].device->DecodeRate(values[i]);
   }
   return 0;
 }
@@ -159,15 +172,24 @@ int SdiCableEqInterface::_ReadRegFromAll(const std::vector<std::uint8_t>& regs,
   for (std::size_t i = 0; i < n; ++i) {
     command[FrameOf(i, n)] = static_cast<std::uint8_t>(regs[i] | kReadFlag);
   }
+  // Neither result ends the reading: what failed shows as a wrong size or as zeros.
   std::vector<std::uint8_t> ignored;
-  // Neither result is looked at: what failed shows as a wrong size or as zeros.
-  (void)spi_->TransmitAndReceive(command, ignored, 0, false, settings_);
+  _Exchange(command, ignored);
 
   std::vector<std::uint8_t> readOut(kFrameBytes * n, kReadOut);
   std::vector<std::uint8_t> answer;
   platform::SleepMicroseconds(kReadMicroseconds);
-  (void)spi_->TransmitAndReceive(readOut, answer, 0, false, settings_);
+  _Exchange(readOut, answer);
   return _TakeAnswers(LOG_ORIGIN, regs, readOut, answer, values);
+}
+
+// One transfer of a reading. Keeps in mind that one didn't work.
+void SdiCableEqInterface::_Exchange(std::vector<std::uint8_t>& sent,
+                                    std::vector<std::uint8_t>& received) {
+  const std::size_t bytes = sent.size();
+  const bool worked = spi_->TransmitAndReceive(sent, received, 0, false, settings_) == 0 &&
+                      spi_->LastTransferWasWhole() && received.size() == bytes;
+  transfersWork_ = transfersWork_ && worked;
 }
 
 // Picks each chip's value out of what came back during the read-out.

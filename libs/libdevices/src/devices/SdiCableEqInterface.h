@@ -3,12 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "devices/SdiCableEq.h"
 #include "interfaces/Spi.h"
 #include "log/Log.h"
+
+/// What a cable equaliser says of its input.
+struct SdiCableEqStatus {
+  bool signalPresent = false;
+  std::uint32_t rate = 0;  ///< as SdiCableEq::DecodeRate numbers it
+
+  friend bool operator==(const SdiCableEqStatus&, const SdiCableEqStatus&) = default;
+};
 
 /// The chain of cable equalisers: it owns the chips and speaks their protocol.
 ///
@@ -34,8 +43,9 @@
 ///
 /// of whose answer byte 5 is chip 0's and byte 1 chip 2's.
 ///
-/// A chip that doesn't answer reads as 0x00 or 0xFF, which decodes like any status. Results are 0,
-/// or -1 after an Error line. A chain belongs to one thread at a time.
+/// A chip that doesn't answer reads as 0x00 or 0xFF, which decodes like any status, and so does a
+/// transfer that fails: only GetStatus looks at that. Results are 0, or -1 after an Error line. A
+/// chain belongs to one thread at a time.
 class SdiCableEqInterface {
  public:
   SdiCableEqInterface() = default;
@@ -56,20 +66,25 @@ class SdiCableEqInterface {
   void DoRequiredSetup();
   /// Switches a chip's output. `index` counts from 0.
   int SetOutputEnable(std::size_t index, bool enable);
-  /// Reads the status of all chips and gives whether this one sees a signal: what it last answered,
-  /// if the reading fails. False for an index out of range, which gives -1.
+  /// Reads the status of all chips and gives whether this one sees a signal: what was read last, if
+  /// the reading gives nothing. False for an index out of range, which gives -1.
   int SignalIsPresent(std::size_t index, bool* present);
   /// The same for the rate, 1 to 6 as SdiCableEq::DecodeRate numbers them, or 0.
   int GetRateDetect(std::size_t index, std::uint32_t* rate);
+  /// Both of one reading of the status, for a caller that has to know whether they are true:
+  /// nothing if a transfer of the reading failed, ended early or brought a wrong number of bytes,
+  /// and for an index out of range. Chips that are missing behind a controller that works can't be
+  /// told from chips that answer.
+  std::optional<SdiCableEqStatus> GetStatus(std::size_t index);
 
  private:
   struct ChainEntry {
     std::unique_ptr<SdiCableEq> device;
-    bool signalPresent = false;
-    std::uint32_t rate = 0;
+    SdiCableEqStatus status{};  // as last read
   };
 
   int _ReadRegFromAll(const std::vector<std::uint8_t>& regs, std::vector<std::uint8_t>& values);
+  void _Exchange(std::vector<std::uint8_t>& sent, std::vector<std::uint8_t>& received);
   int _TakeAnswers(const LogOrigin& reading, std::span<const std::uint8_t> regs,
                    std::span<const std::uint8_t> sent, std::span<const std::uint8_t> received,
                    std::vector<std::uint8_t>& values);
@@ -81,4 +96,5 @@ class SdiCableEqInterface {
   Spi* spi_ = nullptr;
   SpiSettings settings_;
   std::vector<ChainEntry> chain_;
+  bool transfersWork_ = true;  // no transfer of a reading has failed since GetStatus set it
 };

@@ -45,4 +45,8 @@ class Spi {
   /// Sends one device word of 10 bits as two bytes, low byte first; `settings.bitsPerWord` says how
   /// the controller cuts them.
   virtual int Transmit10Bits(std::uint16_t word, const SpiSettings& settings) = 0;
+
+  /// False if the last transfer didn't fail and yet ended before its last byte: what it received is
+  /// 0 from there on.
+  virtual bool LastTransferWasWhole() const = 0;
 };

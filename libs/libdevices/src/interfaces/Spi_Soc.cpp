@@ -216,5 +216,7 @@ int Spi_Soc::_Transfer(const void* tx, void* rx, std::size_t bytes) {
   transfer_.tx_buf = reinterpret_cast<std::uintptr_t>(tx);
   transfer_.rx_buf = reinterpret_cast<std::uintptr_t>(rx);
   transfer_.len = static_cast<std::uint32_t>(bytes);
-  return platform::TransferSpi(fileDescriptor_, transfer_);
+  const int moved = platform::TransferSpi(fileDescriptor_, transfer_);
+  whole_ = moved < 0 || static_cast<std::size_t>(moved) >= bytes;
+  return moved;
 }

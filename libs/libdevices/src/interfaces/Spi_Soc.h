@@ -16,7 +16,7 @@
 /// Before each transfer the device's settings are applied, and a transfer of more than
 /// MAX_TRANSFER_SIZE bytes is refused with its vectors unchanged and nothing sent. After any other
 /// failure the vectors may have grown or been swapped already. A transfer that the kernel ends
-/// early is no failure: the bytes that didn't come are 0 in `rx`.
+/// early is no failure: the bytes that didn't come are 0 in `rx`, and LastTransferWasWhole tells.
 class Spi_Soc : public Spi {
  public:
   /// Longest transfer, in bytes: what the kernel's driver takes at most unless told otherwise.
@@ -42,6 +42,7 @@ class Spi_Soc : public Spi {
                            std::uint32_t extra, bool rxOnlyExtra,
                            const SpiSettings& settings) override;
   int Transmit10Bits(std::uint16_t word, const SpiSettings& settings) override;
+  bool LastTransferWasWhole() const override { return whole_; }
 
  private:
   int _Setup(const SpiSettings& settings);
@@ -59,5 +60,6 @@ class Spi_Soc : public Spi {
   int _Transfer(const void* tx, void* rx, std::size_t bytes);
 
   int fileDescriptor_ = -1;
+  bool whole_ = true;
   spi_ioc_transfer transfer_{};  // every transfer's record; its buffers count only during the call
 };
