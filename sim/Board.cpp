@@ -6,11 +6,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
+#include <system_error>
 
 #include "modules/AddressMap.h"
+#include "sim/BoardFolder.h"
 #include "sim/BurstPosition.h"
 
 namespace sim {
@@ -35,9 +37,9 @@ void BreakPage(volatile void* window, std::size_t offset) {
 void CreateInventoryFiles(const Board& board) {
   for (const char* name : {"/usr/orvane/lib/eeprom-lo", "/usr/orvane/lib/eeprom-hi"}) {
     const std::filesystem::path path = board.StoragePath(name);
-    if (!std::filesystem::exists(path)) {
-      std::filesystem::create_directories(path.parent_path());
-      std::ofstream{path};
+    CreateFolder(path.parent_path());
+    if (access(path.c_str(), F_OK) != 0) {  // one that can't be read is a fault of the board
+      ProvideFile(path, "");
     }
   }
 }
@@ -111,7 +113,12 @@ Board& Board::Get() {
   if (theBoard == nullptr) {
     theBoard = new Board;  // lives until the process ends
     const char* folder = std::getenv("BOARD_SIM_DIR");
-    theBoard->UseFolder(folder != nullptr ? folder : ".board-sim");
+    try {
+      theBoard->UseFolder(folder != nullptr && *folder != '\0' ? folder : ".board-sim");
+    } catch (const std::system_error& error) {
+      std::cerr << "The simulated board's folder can't be used: " << error.what() << '\n';
+      std::_Exit(EXIT_FAILURE);  // whoever asked for the board is half built: nothing is torn down
+    }
   }
   return *theBoard;
 }
@@ -127,12 +134,8 @@ Board& Board::CreateInMemory() {
 
 void Board::UseFolder(const std::string& folder) {
   UseFilesFolder(folder + "/files");
-  std::filesystem::create_directories(folder);
-  const std::string conf = folder + "/board.conf";
-  if (!std::filesystem::exists(conf)) {
-    WriteDefaultSettings(conf);
-  }
-  settings = ReadSettings(conf);
+  CreateFolder(folder);
+  settings = ReadSettings(folder + "/board.conf");
   CreateInventoryFiles(*this);
   log.WriteTo(folder + "/log.txt");
   if (settings.traceToFile) {

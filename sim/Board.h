@@ -47,7 +47,8 @@ namespace sim {
 /// "trace.txt" if asked for, and the board's files below "files".
 class Board {
  public:
-  /// The process's board.
+  /// The process's board. A folder that can't be used ends the process with status 1, after a line
+  /// on standard error.
   static Board& Get();
   /// Makes the process's board without a folder. Throws std::logic_error if there is one already.
   static Board& CreateInMemory();
@@ -55,7 +56,9 @@ class Board {
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
 
-  /// Gives the board a folder, which is created if it is missing.
+  /// Gives the board a folder, which is created if it is missing. Throws std::system_error if the
+  /// folder or a file of it can't be had. A file of the inventory that can't be read is a fault of
+  /// the board, and none of the folder.
   void UseFolder(const std::string& folder);
   /// Keeps the board's files, such as those of the inventory, below a folder.
   void UseFilesFolder(const std::string& folder);

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "sim/BoardFolder.h"
+
 namespace sim {
 namespace {
 
@@ -29,6 +31,9 @@ void LogRecords::WriteTo(const std::string& path) {
     (void)close(descriptor_);
   }
   descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  if (descriptor_ < 0) {
+    ThrowFailed(path);
+  }
 }
 
 void LogRecords::Add(int severity, std::string text) {

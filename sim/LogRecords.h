@@ -24,7 +24,8 @@ class LogRecords {
   LogRecords& operator=(const LogRecords&) = delete;
   ~LogRecords();
 
-  /// Appends every record from now on to a file, which is created if it is missing.
+  /// Appends every record from now on to a file, which is created if it is missing. Throws
+  /// std::system_error.
   void WriteTo(const std::string& path);
 
   void Add(int severity, std::string text);

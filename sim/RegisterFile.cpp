@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "sim/BoardFolder.h"
+
 namespace sim {
 
 std::string ToText(const RegisterAccess& access) {
@@ -79,6 +81,9 @@ std::vector<RegisterAccess> RegisterFile::TakeStores() {
 void RegisterFile::TraceToFile(const std::string& path) {
   const std::lock_guard lock(mutex_);
   traceFile_.reset(std::fopen(path.c_str(), "we"));
+  if (!traceFile_) {
+    ThrowFailed(path);
+  }
 }
 
 std::uint64_t RegisterFile::LoadCount() const {

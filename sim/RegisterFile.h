@@ -70,7 +70,7 @@ class RegisterFile {
   std::vector<RegisterAccess> TakeTrace();
   /// The stores of TakeTrace alone.
   std::vector<RegisterAccess> TakeStores();
-  /// Writes every access from now on to a file as well, a line each.
+  /// Writes every access from now on to a file as well, a line each. Throws std::system_error.
   void TraceToFile(const std::string& path);
 
   /// Number of loads and stores since the start of the process.

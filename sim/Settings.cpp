@@ -1,10 +1,10 @@
 #include "sim/Settings.h"
 
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <stdexcept>
 
+#include "sim/BoardFolder.h"
 #include "sim/ConfigFile.h"
 
 namespace sim {
@@ -98,6 +98,15 @@ void Apply(Settings& settings, const std::string& key, const std::string& value)
   throw std::invalid_argument("no such setting");
 }
 
+std::string DefaultSettings() {
+  std::string text = "# The simulated board: read once, when the program starts.\n";
+  for (const Setting& setting : kSettings) {
+    text += std::string("\n# ") + setting.meaning + '\n';
+    text += std::string(setting.key) + " = " + setting.defaultValue + '\n';
+  }
+  return text;
+}
+
 }  // namespace
 
 std::size_t Settings::CableChips() const {
@@ -108,6 +117,7 @@ std::size_t Settings::CableChips() const {
 }
 
 Settings ReadSettings(const std::string& path) {
+  ProvideFile(path, DefaultSettings());
   Settings settings;
   ReadConfigFile(
       path,
@@ -116,15 +126,6 @@ Settings ReadSettings(const std::string& path) {
       },
       [](const std::string& complaint) { std::cerr << complaint << '\n'; });
   return settings;
-}
-
-void WriteDefaultSettings(const std::string& path) {
-  std::ofstream file(path);
-  file << "# The simulated board: read once, when the program starts.\n";
-  for (const Setting& setting : kSettings) {
-    file << '\n' << "# " << setting.meaning << '\n';
-    file << setting.key << " = " << setting.defaultValue << '\n';
-  }
 }
 
 }  // namespace sim

@@ -48,11 +48,9 @@ struct Settings {
   std::size_t CableChips() const;
 };
 
-/// Reads settings from a file of lines "key = value", with '#' in front of comments. A line that is
-/// not understood is named on standard error and left out.
+/// Reads settings from a file of lines "key = value", with '#' in front of comments; one that is
+/// missing is written, with the default settings and what each one means. A line that is not
+/// understood is named on standard error and left out. Throws std::system_error.
 Settings ReadSettings(const std::string& path);
-
-/// Writes a file with the default settings and what each one means.
-void WriteDefaultSettings(const std::string& path);
 
 }  // namespace sim

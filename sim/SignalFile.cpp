@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iomanip>
 #include <limits>
 #include <sstream>
@@ -15,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "sim/BoardFolder.h"
 #include "sim/ConfigFile.h"
 
 namespace sim {
@@ -45,9 +44,9 @@ constexpr std::uint32_t kLastLine = 2047;  // of 11 bits (SMPTE ST 292)
 constexpr std::uint32_t kAesLines = 8;
 constexpr auto kNothing = "none";  // for any input
 
-void WriteDefaultSignals(const std::string& path) {
-  std::ofstream file(path);
-  file
+std::string DefaultSignals() {
+  std::ostringstream text;
+  text
       << R"(# The signals on the board's inputs. A change of this file takes effect at once, also while the
 # program runs.
 #
@@ -74,20 +73,21 @@ void WriteDefaultSignals(const std::string& path) {
 
 )";
   for (const auto& [input, signal] : kDefaults) {
-    file << input << " = " << signal << '\n';
+    text << input << " = " << signal << '\n';
   }
   for (const auto& [reference, standard] : kDefaultReferences) {
-    file << reference << " = " << standard << '\n';
+    text << reference << " = " << standard << '\n';
   }
-  file << "\n#  id name                                   st352\n";
+  text << "\n#  id name                                   st352\n";
   for (const VideoStandardRow& row : kVideoStandards) {
     if (row.id != 0) {
-      file << "# " << std::setw(3) << row.id << ' ' << std::left << std::setw(38)
+      text << "# " << std::setw(3) << row.id << ' ' << std::left << std::setw(38)
            << row.standard.GetLinkName() << std::right << " 0x" << std::uppercase << std::hex
            << std::setfill('0') << std::setw(8) << row.standard.payloadId << std::dec
            << std::setfill(' ') << '\n';
     }
   }
+  return text.str();
 }
 
 bool SameLetters(const std::string& a, const std::string& b) {
@@ -240,9 +240,7 @@ SignalFile::SignalFile(std::string path, const SimulatedClock& clock, LogRecords
          [](const std::string& text) { return ParseAudioPair(text, 1); },
          [plugAes, line](const Content& content) { plugAes(line, std::get<AudioPair>(content)); }});
   }
-  if (!std::filesystem::exists(path_)) {
-    WriteDefaultSignals(path_);
-  }
+  ProvideFile(path_, DefaultSignals());
   _Read();
 }
 

@@ -42,6 +42,7 @@ class SignalFile {
   using AesFunction = std::function<void(std::uint32_t line, const AudioPair& audio)>;
 
   /// Writes the file if it is missing, and plugs what it says. `clock` and `log` are not owned.
+  /// Throws std::system_error if the file can't be had.
   SignalFile(std::string path, const SimulatedClock& clock, LogRecords& log,
              const PlugFunction& plug, const ReferenceFunction& refer, const AesFunction& plugAes);
 

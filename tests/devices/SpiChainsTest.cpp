@@ -117,7 +117,6 @@ TEST_F(SpiChainsTest, RandomTransfersAreAnswered) {
 
 TEST(SpiSettingsFile, NamesTheFaults) {
   const std::string path = "spi-settings-test.conf";
-  sim::WriteDefaultSettings(path);
   EXPECT_EQ(sim::ReadSettings(path).equaliserSpiFault, SpiFault::kNone);
   std::ofstream(path, std::ios::app) << "equaliser_spi_fault = lsb_first\n"
                                      << "driver_spi_fault = vanished\n";
