@@ -6,7 +6,7 @@ jobs=$(nproc)
 
 # What each kind of work needs from Debian.
 packages_build=(g++ cmake ninja-build pkg-config libasio-dev libgpiod-dev)
-packages_test=("${packages_build[@]}" libgtest-dev)
+packages_test=("${packages_build[@]}" libgtest-dev python3 strace)
 packages_bench=("${packages_build[@]}" libbenchmark-dev)
 packages_package=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
   libgpiod-dev:arm64 libstdc++6:arm64 dpkg-dev go-md2man)
