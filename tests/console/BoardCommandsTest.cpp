@@ -146,6 +146,19 @@ TEST_F(BoardCommandsTest, MacAddressesAreReadAndWrittenByIndex) {
   EXPECT_EQ(Run("eeprom readmac 64"), "MAC Address 64: ERROR\n");
 }
 
+// What is read goes to the log alone.
+TEST_F(BoardCommandsTest, InventoryIsWrittenReadAndErased) {
+  for (const char* line : {"writesn SN-42", "writerev B2", "writevariant v7",
+                           "writesn 0123456789abcdef", "readsn", "readrev", "readvariant"}) {
+    EXPECT_EQ(Run(std::string("eeprom ") + line), "");
+  }
+  std::vector<std::string> records = board.log.Messages(6);
+  records.erase(records.begin(), records.end() - 3);
+  EXPECT_EQ(records, (std::vector<std::string>{"SN: SN-42\n", "REVISION: B2\n", "VARIANT: v7\n"}));
+  EXPECT_EQ(Run("eeprom erase"), "");
+  EXPECT_EQ(eeprom.ReadSerialNumber(), "");
+}
+
 TEST_F(BoardCommandsTest, EqualiserRatesHaveTheirNames) {
   const struct {
     std::uint32_t rate;
@@ -209,42 +222,6 @@ TEST_F(BoardCommandsTest, DebugInformationSaysWhatIsThereAndWhatIsNot) {
   EXPECT_EQ(Run("sdi drvsignaldetect -1"),
             "Equalizer: none at index -1\nReceiver: none at index -1\n");
   EXPECT_EQ(Run("sdi drvsignaldetect x"), "Value argument <x> cannot be converted to integer\n");
-}
-
-TEST(BoardConsole, OperatorReachesTheBoardFromTheTerminal) {
-  const TestFolder folder;
-  TerminalProgram console(folder);
-  EXPECT_EQ(console.Run("bitfields rxsetroute 1 2"), "Source: 1 --> Destination: 2\n");
-  EXPECT_EQ(console.Run("eeprom writemac 5=2:0:0:0:0:1"), "MAC Address 5: 02:00:00:00:00:01\n");
-  EXPECT_EQ(console.Run("sdi eqrate 99"), "Video Format: Unknown\n");
-  // A raw word has no line feed behind it: the prompt stands on the same line.
-  console.Type("bitfields readraw 0x100008<return>");
-  EXPECT_NE(console.ReadUntil("Raw Read 0x100008: 1main> ").find("readraw"), std::string::npos);
-}
-
-// The inventory outlives the program; what it reads goes to the log alone.
-TEST(BoardConsole, InventoryOutlivesARestart) {
-  const TestFolder folder;
-  const ScriptResult first = RunScript(folder,
-                                       "eeprom\nwritesn SN-42\nwriterev B2\nwritevariant v7\n"
-                                       "writemac 63=1:2:3:4:5:6\nwritesn 0123456789abcdef\nexit\n");
-  EXPECT_EQ(first.end, ProgramEnd{.exitStatus = 0});
-  const ScriptResult second =
-      RunScript(folder, "eeprom\nreadsn\nreadrev\nreadvariant\nreadmac 63\nexit\n");
-  EXPECT_EQ(second.output,
-            "main> eeprom\neeprom> readsn\neeprom> readrev\neeprom> readvariant\n"
-            "eeprom> readmac 63\nMAC Address 63: 01:02:03:04:05:06\neeprom> exit\n"
-            "Closing App...\nGoodbye and thanks for all the fish.\n");
-  const std::string log = folder.Read("board/log.txt");
-  for (const char* record :
-       {") Serial number has too many characters. It must be less than 16 character including the "
-        "zero delimiter\n",
-        ") SN: SN-42\n", ") REVISION: B2\n", ") VARIANT: v7\n"}) {
-    EXPECT_NE(log.find(record), std::string::npos) << record;
-  }
-  (void)RunScript(folder, "eeprom erase\nexit\n");
-  (void)RunScript(folder, "eeprom readsn\nexit\n");
-  EXPECT_NE(folder.Read("board/log.txt").find(") SN: 000001\n"), std::string::npos);
 }
 
 TEST(BoardConsole, ChainThatCannotBeInitialisedEndsTheProgramBeforeThePrompt) {

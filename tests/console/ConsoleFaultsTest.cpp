@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -139,20 +138,6 @@ TEST(ConsoleFaults, RegistersThatCannotBeReachedEndTheProgramBeforeThePrompt) {
     EXPECT_NE(folder.Read("stderr.txt").find("Failed to initialize FpgaCsrACcess."),
               std::string::npos);
   }
-}
-
-// Nothing is simulated here, the system log that a build machine may lack included.
-TEST(ConsoleFaults, BoardProgramEndsOnAMachineWithoutItsRegisters) {
-  if (access("/dev/mem", R_OK | W_OK) == 0) {
-    GTEST_SKIP() << "this machine's own memory could be mapped";
-  }
-  const TestFolder folder;
-  const ScriptResult result =
-      RunScript(folder, "exit\n", ScriptSource::kFile, {.program = CONSOLE_PROGRAM});
-  EXPECT_EQ(result.end, ProgramEnd{.signal = SIGABRT});
-  EXPECT_EQ(result.output, "");
-  EXPECT_NE(folder.Read("stderr.txt").find("Failed to initialize FpgaCsrACcess."),
-            std::string::npos);
 }
 
 TEST(ConsoleFaults, BusErrorNamesTheRegisterAndRestoresTheTerminal) {
