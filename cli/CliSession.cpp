@@ -18,7 +18,7 @@ CliSession::CliSession(Cli& sessionCli, std::ostream& stream, std::size_t histor
       out(stream),
       exitAction([](std::ostream&) {}),
       history(historySize) {
-  for (const std::string& command : cli.History().Commands()) {
+  for (const std::string& command : cli.History().Newest(historySize)) {
     history.PushNewest(command);
   }
   globalMenu->AddCommand(

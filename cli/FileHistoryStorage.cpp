@@ -9,83 +9,34 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "cli/PlainFile.h"
 #include "cli/UniqueFd.h"
 #include "log/Log.h"
 
 namespace cli {
 
+using detail::Check;
+using detail::Fail;
+using detail::FilePlace;
+using detail::PlainFile;
 using detail::RetryInterrupted;
 using detail::UniqueFd;
 
-// Inside this file a failed step is a std::system_error; the operations turn it into one Warning.
+// Inside this file what can't be done is a std::runtime_error, a failed step a std::system_error;
+// the operations turn it into one Warning.
 namespace {
 
-[[noreturn]] void Fail(const char* step, int error = errno) {
-  throw std::system_error(error, std::generic_category(), step);
-}
-
-void Check(int result, const char* step) {
-  if (result == -1) {
-    Fail(step);
-  }
-}
-
-/// What stands at `path`; nothing if there is no such file.
-std::optional<struct stat> StatusOf(const std::string& path, int flags) {
-  struct stat status {};
-  if (::fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0) {
-    return status;
-  }
-  if (errno != ENOENT) {
-    Fail("look up");
-  }
-  return std::nullopt;
-}
-
-struct Tail {
-  std::string text;
-  bool isWhole = true;  // there is nothing before `text` in the file
-};
-
-/// The last kMaxReadBytes of a plain file.
-Tail ReadTail(const std::string& path, off_t size) {
-  const UniqueFd fd(RetryInterrupted(
-      [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
-  if (!fd) {
-    Fail("open");
-  }
-  constexpr auto kMax = static_cast<off_t>(FileHistoryStorage::kMaxReadBytes);
-  off_t offset = std::max(size - kMax, off_t{0});
-  Tail tail{{}, offset == 0};
-  std::array<char, 16 * 1024> chunk{};
-  while (tail.text.size() < FileHistoryStorage::kMaxReadBytes) {
-    const ssize_t count =
-        RetryInterrupted([&] { return ::pread(fd.Get(), chunk.data(), chunk.size(), offset); });
-    if (count < 0) {
-      Fail("read");
-    }
-    if (count == 0) {
-      break;
-    }
-    tail.text.append(chunk.data(), static_cast<std::size_t>(count));
-    offset += count;
-  }
-  return tail;
-}
+constexpr std::size_t kFirstPiece = std::size_t{16} * 1024;
 
 /// Where the last `count` lines of `text` begin; 0 if it has no more than these.
 std::size_t StartOfLastLines(std::string_view text, std::size_t count) {
-  if (count == 0) {
-    return text.size();
-  }
   std::size_t end = text.size();
   for (std::size_t lines = 0; lines < count && end > 0; ++lines) {
     const std::size_t feed = end < 2 ? std::string_view::npos : text.rfind('\n', end - 2);
@@ -97,32 +48,53 @@ std::size_t StartOfLastLines(std::string_view text, std::size_t count) {
   return end;
 }
 
-/// The last `count` lines of the file, each with its line feed. Nothing of a device.
-std::string LastLines(const std::string& path, std::size_t count) {
-  const auto status = StatusOf(path, 0);
-  if (!status) {
+/// A piece of a file, all of it.
+std::string ReadPiece(const UniqueFd& fd, off_t offset, std::size_t size) {
+  std::string text(size, '\0');
+  for (std::size_t done = 0; done < size;) {
+    const ssize_t count = RetryInterrupted([&] {
+      return ::pread(fd.Get(), text.data() + done, size - done, offset + static_cast<off_t>(done));
+    });
+    if (count < 0) {
+      Fail("read");
+    }
+    if (count == 0) {
+      throw std::runtime_error("somebody else shortens it");
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return text;
+}
+
+/// The last `count` lines of a file, as far as they lie in its last kMaxReadBytes, each with its
+/// line feed. What is read doubles until they are found, so that a long file costs no more.
+std::string LastLines(const PlainFile& file, std::size_t count) {
+  if (count == 0) {
     return {};
   }
-  if (S_ISDIR(status->st_mode)) {
-    Fail("open", EISDIR);
+  const UniqueFd fd = file.Open(O_RDONLY);
+  auto offset = static_cast<std::size_t>(file.Status().st_size);
+  const std::size_t lowest = offset - std::min(offset, FileHistoryStorage::kMaxReadBytes);
+  std::string text;
+  std::size_t start = 0;
+  while (start == 0 && offset > lowest) {
+    const std::size_t size = std::min(offset - lowest, std::max(text.size(), kFirstPiece));
+    offset -= size;
+    text.insert(0, ReadPiece(fd, static_cast<off_t>(offset), size));
+    start = StartOfLastLines(text, count);
   }
-  if (!S_ISREG(status->st_mode)) {
-    return {};
-  }
-  Tail tail = ReadTail(path, status->st_size);
-  std::size_t start = StartOfLastLines(tail.text, count);
-  if (start == 0 && !tail.isWhole) {
+  if (start == 0 && offset > 0) {
     // The first line of what was read is the end of one. A file without lines is no history.
-    start = tail.text.find('\n') + 1;
+    start = text.find('\n') + 1;
     if (start == 0) {
       Fail("read", EFBIG);
     }
   }
-  tail.text.erase(0, start);
-  if (!tail.text.empty() && tail.text.back() != '\n') {
-    tail.text += '\n';
+  text.erase(0, start);
+  if (!text.empty() && text.back() != '\n') {
+    text += '\n';
   }
-  return std::move(tail.text);
+  return text;
 }
 
 void WriteAll(const UniqueFd& fd, std::string_view content) {
@@ -140,8 +112,8 @@ void WriteAll(const UniqueFd& fd, std::string_view content) {
 /// process, however that ends. A folder that can't be locked is used without.
 class FolderLock {
  public:
-  explicit FolderLock(const std::string& folder)
-      : fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  explicit FolderLock(const UniqueFd& folder)
+      : fd(::openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     using namespace std::chrono_literals;
     const auto deadline = std::chrono::steady_clock::now() + 2s;
     while (fd && ::flock(fd.Get(), LOCK_EX | LOCK_NB) != 0) {
@@ -171,22 +143,25 @@ class FolderLock {
 /// is swept away by the next one.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& target) : path(target + ".tmp") {
-    ::unlink(path.c_str());
-    fd = UniqueFd(RetryInterrupted([this] {
-      return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+  TemporaryFile(const FilePlace& place, mode_t mode)
+      : folder(place.Folder().Get()), name(place.Name() + ".tmp") {
+    ::unlinkat(folder, name.c_str(), 0);
+    fd = UniqueFd(RetryInterrupted([&] {
+      return ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                      mode);
     }));
     Check(fd.Get(), "create the temporary file");
   }
   ~TemporaryFile() {
-    if (!path.empty()) {
-      ::unlink(path.c_str());
+    if (!name.empty()) {
+      ::unlinkat(folder, name.c_str(), 0);
     }
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  /// Takes owner and mode over from the file that is to be replaced.
+  /// Takes owner and permissions over from the file that is to be replaced, and nothing that would
+  /// let it run as its owner.
   void BecomeLike(const struct stat& wanted) {
     struct stat own {};
     Check(::fstat(fd.Get(), &own), "look up");
@@ -194,7 +169,7 @@ class TemporaryFile {
       Check(::fchown(fd.Get(), wanted.st_uid, wanted.st_gid), "change the owner");
     }
     if (own.st_mode != wanted.st_mode) {
-      Check(::fchmod(fd.Get(), wanted.st_mode & 07777), "change the mode");
+      Check(::fchmod(fd.Get(), wanted.st_mode & 0777), "change the mode");
     }
   }
 
@@ -204,12 +179,13 @@ class TemporaryFile {
   }
 
   void RenameTo(const std::string& target) {
-    Check(::rename(path.c_str(), target.c_str()), "rename");
-    path.clear();
+    Check(::renameat(folder, name.c_str(), folder, target.c_str()), "rename");
+    name.clear();
   }
 
  private:
-  std::string path;
+  int folder;
+  std::string name;
   UniqueFd fd;
 };
 
@@ -220,51 +196,16 @@ bool IsRefusal(const std::error_code& error) {
   return std::find(kRefusals.begin(), kRefusals.end(), error.value()) != kRefusals.end();
 }
 
-/// Replaces the file in one step. False, and nothing done, if that isn't possible.
-bool Replace(const std::string& path, std::string_view content, const FolderLock& lock) {
-  const auto status = StatusOf(path, AT_SYMLINK_NOFOLLOW);
-  if (status && (!S_ISREG(status->st_mode) || status->st_nlink != 1)) {
-    return false;
+/// Replaces the file in one step.
+void Replace(const FilePlace& place, const std::optional<PlainFile>& old,
+             std::string_view content) {
+  // Until it has the right owner nobody else may open it.
+  TemporaryFile temporary(place, old ? 0600 : 0666);
+  if (old) {
+    temporary.BecomeLike(old->Status());
   }
-  if (status) {
-    // A file that is write-protected is meant to stay, even where its folder would let it go.
-    Check(::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS), "open");
-  }
-  try {
-    TemporaryFile temporary(path);
-    if (status) {
-      temporary.BecomeLike(*status);
-    }
-    temporary.Write(content);
-    temporary.RenameTo(path);
-  } catch (const std::system_error& error) {
-    if (IsRefusal(error.code())) {
-      return false;
-    }
-    throw;
-  }
-  lock.Sync();
-  return true;
-}
-
-/// The first `size` bytes of a file.
-std::string ReadStart(const UniqueFd& fd, std::size_t size) {
-  std::string text(size, '\0');
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t count = RetryInterrupted([&] {
-      return ::pread(fd.Get(), text.data() + done, size - done, static_cast<off_t>(done));
-    });
-    if (count < 0) {
-      Fail("read");
-    }
-    if (count == 0) {
-      break;
-    }
-    done += static_cast<std::size_t>(count);
-  }
-  text.resize(done);
-  return text;
+  temporary.Write(content);
+  temporary.RenameTo(place.Name());
 }
 
 /// Puts the start of a file back, as far as that is possible.
@@ -280,9 +221,9 @@ void WriteBack(const UniqueFd& fd, std::string_view start) {
 
 /// Writes over a plain file that is open for both. The space is taken before the old content is
 /// touched, and what was overwritten is put back if writing fails.
-void OverwritePlainFile(const UniqueFd& fd, off_t oldSize, std::string_view content) {
+void Overwrite(const UniqueFd& fd, off_t oldSize, std::string_view content) {
   const auto newSize = static_cast<off_t>(content.size());
-  const std::string old = ReadStart(fd, static_cast<std::size_t>(std::min(oldSize, newSize)));
+  const std::string old = ReadPiece(fd, 0, static_cast<std::size_t>(std::min(oldSize, newSize)));
   try {
     const int error = newSize > oldSize ? ::posix_fallocate(fd.Get(), 0, newSize) : 0;
     if (error != 0 && error != EINVAL && error != EOPNOTSUPP) {
@@ -298,26 +239,48 @@ void OverwritePlainFile(const UniqueFd& fd, off_t oldSize, std::string_view cont
   Check(RetryInterrupted([&] { return ::fsync(fd.Get()); }), "flush to disk");
 }
 
-UniqueFd OpenForWriting(const std::string& path, int flags) {
-  // Without waiting for the reader of a FIFO.
+UniqueFd CreateForWriting(const FilePlace& place) {
   UniqueFd fd(RetryInterrupted([&] {
-    return ::open(path.c_str(), O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0666);
+    return ::openat(place.Folder().Get(), place.Name().c_str(),
+                    O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
   }));
   Check(fd.Get(), "open for writing");
   return fd;
 }
 
-void WriteInPlace(const std::string& path, std::string_view content) {
-  const auto plain = StatusOf(path, 0);
-  // A device or a FIFO is only written to.
-  const int access = plain && S_ISREG(plain->st_mode) ? O_RDWR : O_WRONLY;
-  const UniqueFd fd = OpenForWriting(path, access);
+/// Writes the file itself, where nothing can be put in its place.
+void WriteInPlace(const FilePlace& place, const std::optional<PlainFile>& old,
+                  std::string_view content) {
+  const UniqueFd fd = old ? old->Open(O_RDWR) : CreateForWriting(place);
   struct stat status {};
   Check(::fstat(fd.Get(), &status), "look up");
-  if (S_ISREG(status.st_mode)) {
-    OverwritePlainFile(fd, status.st_size, content);
-  } else {
-    WriteAll(fd, content);
+  if (status.st_nlink != 1) {
+    throw std::runtime_error("a file with several names, which can't be replaced");
+  }
+  Overwrite(fd, status.st_size, content);
+}
+
+/// Gives the file the content that `compose` makes of the old file, if there is one.
+template <typename Compose>
+void Rewrite(const std::string& path, Compose compose) {
+  const FilePlace place(path);
+  const FolderLock lock(place.Folder());
+  const std::optional<PlainFile> old = place.Look();
+  const std::string content = compose(old);
+  if (old) {
+    // A file that is write-protected is meant to stay, even where its folder would let it go.
+    Check(::faccessat(place.Folder().Get(), place.Name().c_str(), W_OK,
+                      AT_EACCESS | AT_SYMLINK_NOFOLLOW),
+          "open");
+  }
+  try {
+    Replace(place, old, content);
+    lock.Sync();
+  } catch (const std::system_error& error) {
+    if (!IsRefusal(error.code()) || place.IsLinked()) {
+      throw;
+    }
+    WriteInPlace(place, old, content);
   }
 }
 
@@ -330,11 +293,6 @@ void DropOldestBeyond(std::size_t maxBytes, std::string& content) {
   }
 }
 
-std::string FolderOf(const std::string& path) {
-  const std::string folder = std::filesystem::path(path).parent_path().string();
-  return folder.empty() ? "." : folder;
-}
-
 }  // namespace
 
 FileHistoryStorage::FileHistoryStorage(std::size_t maxEntries, std::string path)
@@ -343,42 +301,36 @@ FileHistoryStorage::FileHistoryStorage(std::size_t maxEntries, std::string path)
 
 void FileHistoryStorage::Store(const std::vector<std::string>& commands) {
   try {
-    const FolderLock lock(FolderOf(fileName));
-    const std::size_t added = std::min(commands.size(), maxSize);
-    std::string content = LastLines(fileName, maxSize - added);
-    for (std::size_t i = commands.size() - added; i < commands.size(); ++i) {
-      content += commands[i];
-      content += '\n';
-    }
-    DropOldestBeyond(kMaxReadBytes, content);
-    if (!Replace(fileName, content, lock)) {
-      WriteInPlace(fileName, content);
-    }
-  } catch (const std::system_error& error) {
+    Rewrite(fileName, [&](const std::optional<PlainFile>& old) {
+      const std::size_t added = std::min(commands.size(), maxSize);
+      std::string content = old ? LastLines(*old, maxSize - added) : std::string();
+      for (std::size_t i = commands.size() - added; i < commands.size(); ++i) {
+        content += commands[i];
+        content += '\n';
+      }
+      DropOldestBeyond(kMaxReadBytes, content);
+      return content;
+    });
+  } catch (const std::runtime_error& error) {
     LOG_WARNING("History not stored in %s: %s", fileName.c_str(), error.what());
   }
 }
 
 std::vector<std::string> FileHistoryStorage::Commands() const {
+  return Newest(kMaxReadLines);
+}
+
+std::vector<std::string> FileHistoryStorage::Newest(std::size_t count) const {
   std::vector<std::string> commands;
   try {
-    const auto status = StatusOf(fileName, 0);
-    if (!status || !S_ISREG(status->st_mode)) {
-      return commands;
+    const std::optional<PlainFile> file = FilePlace(fileName).Look();
+    const std::string text = file ? LastLines(*file, count) : std::string();
+    for (std::size_t start = 0; start < text.size();) {
+      const std::size_t feed = text.find('\n', start);
+      commands.push_back(text.substr(start, feed - start));
+      start = feed + 1;
     }
-    const Tail tail = ReadTail(fileName, status->st_size);
-    std::string_view rest(tail.text);
-    if (!tail.isWhole) {
-      // The first line of what was read is the end of one.
-      rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
-    }
-    rest.remove_prefix(StartOfLastLines(rest, kMaxReadLines));
-    while (!rest.empty()) {
-      const std::size_t length = std::min(rest.find('\n'), rest.size());
-      commands.emplace_back(rest.substr(0, length));
-      rest.remove_prefix(std::min(length + 1, rest.size()));
-    }
-  } catch (const std::system_error&) {
+  } catch (const std::runtime_error&) {
     // An unreadable history is an empty one; what stores it will log why.
   }
   return commands;
@@ -386,8 +338,8 @@ std::vector<std::string> FileHistoryStorage::Commands() const {
 
 void FileHistoryStorage::Clear() {
   try {
-    OpenForWriting(fileName, O_WRONLY | O_TRUNC);
-  } catch (const std::system_error& error) {
+    Rewrite(fileName, [](const std::optional<PlainFile>&) { return std::string(); });
+  } catch (const std::runtime_error& error) {
     LOG_WARNING("History not cleared in %s: %s", fileName.c_str(), error.what());
   }
 }

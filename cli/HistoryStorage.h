@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,13 @@ class HistoryStorage {
   virtual std::vector<std::string> Commands() const = 0;
   /// Empties the persistent history.
   virtual void Clear() = 0;
+  /// The last `count` entries of the stored history, oldest first.
+  virtual std::vector<std::string> Newest(std::size_t count) const {
+    std::vector<std::string> commands = Commands();
+    const auto kept = static_cast<std::ptrdiff_t>(std::min(count, commands.size()));
+    commands.erase(commands.begin(), commands.end() - kept);
+    return commands;
+  }
 };
 
 }  // namespace cli
