@@ -8,6 +8,7 @@
 
 #include "cli/Colors.h"
 #include "cli/SplitLine.h"
+#include "cli/WithoutControls.h"
 
 namespace cli {
 
@@ -19,7 +20,10 @@ CliSession::CliSession(Cli& sessionCli, std::ostream& stream, std::size_t histor
       exitAction([](std::ostream&) {}),
       history(historySize) {
   for (const std::string& command : cli.History().Newest(historySize)) {
-    history.PushNewest(command);
+    const std::string shown = WithoutControls(command);
+    if (!shown.empty() || command.empty()) {
+      history.PushNewest(shown);
+    }
   }
   globalMenu->AddCommand(
       "help", [this](std::ostream&) { WriteHelpListing(); }, "This help message");

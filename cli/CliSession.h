@@ -17,8 +17,9 @@ namespace cli {
 /// where the lines come from. Bound to the thread that runs the scheduler.
 class CliSession {
  public:
-  /// Starts at the top menu with the stored history, of which the newest `historySize` entries
-  /// stay. `sessionCli` and `stream` must outlive the session.
+  /// Starts at the top menu with the newest `historySize` entries of the stored history. Somebody
+  /// else may have written them: their control characters are dropped, and an entry that consists
+  /// of nothing else. `sessionCli` and `stream` must outlive the session.
   CliSession(Cli& sessionCli, std::ostream& stream, std::size_t historySize);
   virtual ~CliSession();
   CliSession(const CliSession&) = delete;

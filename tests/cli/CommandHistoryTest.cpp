@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "TestSession.h"
+#include "cli/WithoutControls.h"
+
 namespace {
 
 using cli::CommandHistory;
@@ -91,6 +94,24 @@ TEST(CommandHistoryTest, TheSizeIsBounded) {
   none.Record("b");
   EXPECT_EQ(none.Newer(), "");
   EXPECT_EQ(none.NewCommands(), Strings());
+}
+
+// No byte that is left lets a terminal act, whatever it takes bytes for.
+TEST(CommandHistoryTest, ControlsOfAForeignHistoryAreDroppedInEveryDisguise) {
+  using cli::WithoutControls;
+  EXPECT_EQ(WithoutControls({"a\0\t\r\x1b[2Jb\x7f", 10}), "a[2Jb");
+  EXPECT_EQ(WithoutControls("\u0080\u009b1m\u009f\u00a0"), "1m\u00a0");
+  EXPECT_EQ(WithoutControls("\u00dc\u0400\u96db\U0001f6db"), "\u00dc\u0400\u96db\U0001f6db");
+  EXPECT_EQ(WithoutControls("\x9b\xfc"), "\xfc") << "one byte a character";
+  EXPECT_EQ(WithoutControls("\xc2\x1b\x9b\xc2\xc2\x9b\x9b\xe9\x9b"), "\xc2\xc2\xe9")
+      << "nothing grows together";
+  EXPECT_EQ(WithoutControls("\xc0\x9b\xe0\x82\x9b\xf0\x80\x82\x9b"), "\xc0\xe0\xf0")
+      << "longer than need be";
+  EXPECT_EQ(WithoutControls("\xed\xa0\x9b\xf4\x90\x80\x9b"), "\xed\xa0\xf4") << "no letters";
+
+  TestSession t({"older", "\x1b[1m", "\x1b\a", "old"});
+  EXPECT_EQ(t.session.History().Older(""), "old");
+  EXPECT_EQ(t.session.History().Older("old"), "[1m");
 }
 
 }  // namespace
