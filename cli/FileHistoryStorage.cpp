@@ -18,6 +18,7 @@
 
 #include "cli/PlainFile.h"
 #include "cli/UniqueFd.h"
+#include "cli/UnlinkedAtDeath.h"
 #include "log/Log.h"
 
 namespace cli {
@@ -145,6 +146,7 @@ class TemporaryFile {
  public:
   TemporaryFile(const FilePlace& place, mode_t mode)
       : folder(place.Folder().Get()), name(place.Name() + ".tmp") {
+    doomed.emplace(folder, name.c_str());
     ::unlinkat(folder, name.c_str(), 0);
     fd = UniqueFd(RetryInterrupted([&] {
       return ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
@@ -180,6 +182,7 @@ class TemporaryFile {
 
   void RenameTo(const std::string& target) {
     Check(::renameat(folder, name.c_str(), folder, target.c_str()), "rename");
+    doomed.reset();
     name.clear();
   }
 
@@ -187,6 +190,7 @@ class TemporaryFile {
   int folder;
   std::string name;
   UniqueFd fd;
+  std::optional<detail::UnlinkedAtDeath> doomed;
 };
 
 /// True if an error says that a file can't be replaced here, as opposed to a disk that is full or

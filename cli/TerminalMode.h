@@ -2,17 +2,25 @@
 
 #include <termios.h>
 
+namespace platform {
+class FatalSignalsHeld;
+}
+
 namespace cli::detail {
 
 /// The mode of the terminal on a descriptor; the one place that touches it. At most one object of a
-/// process is in raw mode at a time. Bound to the thread that made it.
+/// process is in raw mode at a time. Thread-safe.
 ///
-/// While the terminal is raw, the signals that end a process (SIGINT, SIGTERM, SIGHUP, SIGQUIT,
-/// SIGABRT, SIGSEGV, SIGBUS) first put the saved mode back and then take the course that they would
-/// have taken without. A signal that is ignored stays so. After such a signal the terminal isn't
-/// made raw again, since the process is about to die.
+/// While the terminal is raw, a signal that ends the process first puts the saved mode back. After
+/// such a signal the terminal isn't made raw again, since the process is about to die.
+///
+/// The terminal belongs to the job in the foreground: in the background its mode is left alone, and
+/// no call waits there, but for the first EnterRaw.
 class TerminalMode {
  public:
+  /// What Resume found.
+  enum class Resumed { kRaw, kInBackground, kNotWanted };
+
   explicit TerminalMode(int descriptor);
   /// Restores the saved mode.
   ~TerminalMode();
@@ -20,16 +28,28 @@ class TerminalMode {
   TerminalMode& operator=(const TerminalMode&) = delete;
 
   /// Switches line editing and echo of the terminal off and leaves all else as it is, signal keys
-  /// included. Does nothing if the descriptor is no terminal.
+  /// included. Does nothing if the descriptor is no terminal. A process in the background is
+  /// stopped here until it comes to the foreground.
   void EnterRaw();
 
-  /// Puts the mode back that EnterRaw found. Does nothing if the terminal isn't raw.
+  /// Puts the mode back that was found. Does nothing if EnterRaw hasn't been called.
   void Restore();
 
+  /// Puts the mode back that was found, until Resume: the process is about to be stopped.
+  void Suspend();
+
+  /// Makes the terminal raw again when the process goes on, however it was stopped, if EnterRaw has
+  /// done so before. The mode that is put back in the end is the one that the shell has left.
+  Resumed Resume();
+
  private:
-  int fd;
-  bool isRaw = false;
-  termios savedTermios{};
+  bool _GoRaw(platform::FatalSignalsHeld& held);
+  void _GoBack(const platform::FatalSignalsHeld& held);
+
+  const int fd;
+  // Under platform::FatalSignalsHeld.
+  bool isWanted = false;
+  bool wasRaw = false;
   termios rawTermios{};
 };
 

@@ -1,16 +1,18 @@
 #include "regaccess/BusErrorReport.h"
 
-#include <signal.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 
+#include "platform/FatalSignals.h"
+
 namespace {
 
-// What the signal handler reads. It is written only while the window is mapped and modules are
-// built, and published by its count, since the handler may neither lock nor allocate.
+// What the hook reads. The modules are published by their count, so that a bus error while they are
+// built is reported, too.
 struct NamedModule {
   std::uint32_t baseAddress = 0;
   std::array<char, 44> name{};
@@ -19,9 +21,8 @@ constexpr std::size_t kMaxModules = 128;
 std::array<NamedModule, kMaxModules> modules;
 std::atomic<std::size_t> moduleCount{0};
 
-std::atomic<std::uintptr_t> windowStart{0};
-std::atomic<std::size_t> windowBytes{0};
-struct sigaction previousAction {};
+std::uintptr_t windowStart = 0;
+std::size_t windowBytes = 0;
 
 // Text on standard error, with nothing but write.
 class LastWords {
@@ -38,7 +39,14 @@ class LastWords {
     }
     Add({digits.data(), digits.size()});
   }
-  void Write() const { (void)!write(STDERR_FILENO, text_.data(), length_); }
+  // A stopped terminal must not keep the process from its end.
+  void Write() const {
+    constexpr int kPatienceMs = 500;
+    pollfd errors{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&errors, 1, kPatienceMs) > 0) {
+      (void)!write(STDERR_FILENO, text_.data(), length_);
+    }
+  }
 
  private:
   std::array<char, 512> text_{};
@@ -68,41 +76,35 @@ void AddModulesAt(LastWords& words, std::uint32_t address) {
   }
 }
 
-void OnBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
-  const auto at = reinterpret_cast<std::uintptr_t>(info->si_addr);
-  const std::uintptr_t start = windowStart.load();
-  if (info->si_code > 0 && at >= start && at - start < windowBytes.load()) {
-    const auto address = static_cast<std::uint32_t>(at - start);
-    LastWords words;
-    words.Add("Bus error at register address 0x");
-    words.AddHex(address);
-    AddModulesAt(words, address);
-    words.Add("\n");
-    words.Write();
+void ReportBusError(const siginfo_t& info) {
+  const auto at = reinterpret_cast<std::uintptr_t>(info.si_addr);
+  // What somebody has sent has no address.
+  if (info.si_code <= 0 || at < windowStart || at - windowStart >= windowBytes) {
+    return;
   }
-  // The faulting access runs again under the action that was there before; a signal that somebody
-  // sent has to be sent again.
-  (void)sigaction(SIGBUS, &previousAction, nullptr);
-  if (info->si_code <= 0) {
-    (void)raise(SIGBUS);
-  }
+  const auto address = static_cast<std::uint32_t>(at - windowStart);
+  LastWords words;
+  words.Add("Bus error at register address 0x");
+  words.AddHex(address);
+  AddModulesAt(words, address);
+  words.Add("\n");
+  words.Write();
 }
 
 }  // namespace
 
 void ReportBusErrorsIn(const volatile void* window, std::size_t bytes) {
-  windowStart = reinterpret_cast<std::uintptr_t>(window);
-  windowBytes = bytes;
-  struct sigaction action {};
-  action.sa_sigaction = OnBusError;
-  action.sa_flags = SA_SIGINFO;
-  (void)sigemptyset(&action.sa_mask);
-  (void)sigaction(SIGBUS, &action, &previousAction);
+  platform::FatalSignalsHeld held;
+  if (!held.IsDying()) {
+    windowStart = reinterpret_cast<std::uintptr_t>(window);
+    windowBytes = bytes;
+    held.SetHook(platform::LastStep::kReport, SIGBUS, &ReportBusError);
+  }
 }
 
 void StopReportingBusErrors() {
-  (void)sigaction(SIGBUS, &previousAction, nullptr);
-  windowBytes = 0;
+  platform::FatalSignalsHeld held;
+  held.ClearHook(platform::LastStep::kReport);
 }
 
 void NameModuleForBusErrors(std::uint32_t baseAddress, std::string_view name) {
