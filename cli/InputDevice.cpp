@@ -28,4 +28,19 @@ void InputDevice::Notify(const KeyEvent& key) {
   Notify(std::vector<KeyEvent>{key});
 }
 
+void InputDevice::SetResumedHandler(std::function<void()> resumed) {
+  resumedHandler = std::move(resumed);
+}
+
+void InputDevice::NotifyResumed(std::function<void()> taken) {
+  scheduler.Post([this, taken = std::move(taken)] {
+    if (taken) {
+      taken();
+    }
+    if (resumedHandler) {
+      resumedHandler();
+    }
+  });
+}
+
 }  // namespace cli::detail

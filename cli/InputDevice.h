@@ -30,9 +30,17 @@ class InputDevice {
   void Notify(std::vector<KeyEvent> keys, std::function<void()> taken = nullptr);
   void Notify(const KeyEvent& key);
 
+  /// As SetHandler, for NotifyResumed.
+  void SetResumedHandler(std::function<void()> resumed);
+
+  /// Tells that the process goes on after a stop, as Notify does: whatever stood on the screen may
+  /// have been written over.
+  void NotifyResumed(std::function<void()> taken = nullptr);
+
  private:
   Scheduler& scheduler;
-  Handler handler;  // read and written on the scheduler's thread
+  Handler handler;  // both read and written on the scheduler's thread
+  std::function<void()> resumedHandler;
 };
 
 }  // namespace cli::detail

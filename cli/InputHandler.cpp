@@ -23,6 +23,7 @@ std::string CommonPrefix(const std::vector<std::string>& texts) {
 InputHandler::InputHandler(CliSession& cliSession, InputDevice& device)
     : session(cliSession), editor(cliSession.Out()) {
   device.SetHandler([this](std::span<const KeyEvent> keys) { HandleKeys(keys); });
+  device.SetResumedHandler([this] { HandleResumed(); });
 }
 
 void InputHandler::HandleKeys(std::span<const KeyEvent> keys) {
@@ -32,6 +33,20 @@ void InputHandler::HandleKeys(std::span<const KeyEvent> keys) {
     }
     _Act(editor.Handle(key));
   }
+  _Flush();
+}
+
+void InputHandler::HandleResumed() {
+  if (session.IsLeaving()) {
+    return;
+  }
+  session.Out() << '\r';
+  session.WritePrompt();
+  editor.Redraw(LineEditor::Cursor::Stays);
+  _Flush();
+}
+
+void InputHandler::_Flush() {
   if (session.Out().flush().bad()) {
     session.Leave();
   }
@@ -85,7 +100,7 @@ void InputHandler::_ListCompletions(const std::vector<std::string>& completions)
   }
   out << '\n';
   session.WritePrompt();
-  editor.Redraw();
+  editor.Redraw(LineEditor::Cursor::AtEnd);
 }
 
 }  // namespace cli::detail

@@ -24,7 +24,12 @@ class InputHandler {
   /// terminal or the reader is gone, ends the session as the end of input does.
   void HandleKeys(std::span<const KeyEvent> keys);
 
+  /// Writes the prompt and the line again from the start of the screen's line, and leaves the
+  /// cursor where it was. Over themselves they change nothing.
+  void HandleResumed();
+
  private:
+  void _Flush();
   void _Act(const EditResult& result);
   void _Complete();
   void _ListCompletions(const std::vector<std::string>& completions);

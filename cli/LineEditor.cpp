@@ -71,9 +71,14 @@ void LineEditor::ReplaceLine(const std::string& text) {
   position = line.size();
 }
 
-void LineEditor::Redraw() {
+void LineEditor::Redraw(Cursor cursor) {
+  const std::size_t old = position;
   position = 0;
   ReplaceLine(std::string(line));
+  if (cursor == Cursor::Stays) {
+    _WriteRepeated(line.size() - old, kCursorLeft);
+    position = old;
+  }
 }
 
 void LineEditor::_Insert(char c) {

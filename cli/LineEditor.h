@@ -40,8 +40,9 @@ class LineEditor {
   /// Puts `text` in the place of the line, with the cursor behind it.
   void ReplaceLine(const std::string& text);
 
-  /// Writes the line again behind a new prompt, with the cursor at its end.
-  void Redraw();
+  /// Writes the line again behind a new prompt.
+  enum class Cursor { AtEnd, Stays };
+  void Redraw(Cursor cursor);
 
   const std::string& Line() const { return line; }
   std::size_t Position() const { return position; }

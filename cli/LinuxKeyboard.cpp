@@ -43,29 +43,33 @@ void Append(std::vector<KeyEvent>& keys, const std::optional<KeyEvent>& key) {
 LinuxKeyboard::LinuxKeyboard(Scheduler& jobScheduler)
     : InputDevice(jobScheduler), terminal(STDIN_FILENO) {
   std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+  // Nobody waits at the pipe: a full one has bytes enough to wake the thread.
+  if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
     throw std::system_error(errno, std::generic_category(), "stop pipe of the keyboard");
   }
-  stopReadFd = UniqueFd(ends[0]);
-  stopWriteFd = UniqueFd(ends[1]);
-  if (stopReadFd.Get() >= FD_SETSIZE) {
+  wakeReadFd = UniqueFd(ends[0]);
+  wakeWriteFd = UniqueFd(ends[1]);
+  if (wakeReadFd.Get() >= FD_SETSIZE) {
     // select can't watch it.
     throw std::system_error(EMFILE, std::generic_category(), "stop pipe of the keyboard");
   }
   thread = std::thread([this] { _Run(); });
-  terminal.EnterRaw();
+  if (::isatty(STDIN_FILENO) != 0) {
+    // First, so that no stop leaves the terminal raw.
+    jobSignals.Watch(wakeWriteFd.Get());
+    terminal.EnterRaw();
+  }
 }
 
 LinuxKeyboard::~LinuxKeyboard() {
   terminal.Restore();
+  jobSignals.Unwatch();
   {
     const std::lock_guard lock(mutex);
     stopping = true;
   }
-  roomForJobs.notify_one();
-  // The pipe is empty and its other end open: the blank always finds its place.
-  (void)RetryInterrupted([this] { return ::write(stopWriteFd.Get(), " ", 1); });
-  stopWriteFd.Close();
+  _Wake();
+  wakeWriteFd.Close();
   thread.join();
 }
 
@@ -73,8 +77,9 @@ void LinuxKeyboard::_Run() {
   try {
     _ReadKeys();
   } catch (const std::exception&) {
-    // Out of memory: the thread ends, the session lives on for the signals that end the process.
+    // Out of memory: no more keys. The session lives on for the signals that end the process.
   }
+  _WaitForStop();
 }
 
 void LinuxKeyboard::_ReadKeys() {
@@ -112,45 +117,112 @@ void LinuxKeyboard::_ReadKeys() {
       return;
     }
   }
-  _WaitForStop();
 }
 
-LinuxKeyboard::Event LinuxKeyboard::_WaitForInput(std::optional<Clock::time_point> deadline) const {
-  for (;;) {
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(STDIN_FILENO, &readable);
-    FD_SET(stopReadFd.Get(), &readable);
-    timeval timeout{};
-    if (deadline) {
-      timeout = ToTimeval(*deadline - Clock::now());
+LinuxKeyboard::Event LinuxKeyboard::_WaitForInput(std::optional<Clock::time_point> deadline) {
+  while (!_IsStopping()) {
+    if (_Sleep(true, deadline)) {
+      return Event::kInput;
     }
-    const int count = ::select(std::max(STDIN_FILENO, stopReadFd.Get()) + 1, &readable, nullptr,
-                               nullptr, deadline ? &timeout : nullptr);
-    if (count == 0) {
+    if (deadline && Clock::now() >= *deadline) {
       return Event::kSilence;
     }
-    if (count > 0) {
-      return FD_ISSET(stopReadFd.Get(), &readable) ? Event::kStop : Event::kInput;
+  }
+  return Event::kStop;
+}
+
+bool LinuxKeyboard::_WaitForRoom() {
+  for (;;) {
+    {
+      const std::lock_guard lock(mutex);
+      wantsRoom = !stopping && queuedJobs >= kMaxQueuedJobs;
+      if (!wantsRoom) {
+        return !stopping;
+      }
     }
-    if (errno != EINTR) {
-      return Event::kInput;  // no standard input at all: the read will say so
-    }
+    _Sleep(false, std::nullopt);
   }
 }
 
-void LinuxKeyboard::_WaitForStop() const {
-  char blank{};
-  (void)RetryInterrupted([&] { return ::read(stopReadFd.Get(), &blank, 1); });
+void LinuxKeyboard::_WaitForStop() {
+  while (!_IsStopping()) {
+    _Sleep(false, std::nullopt);
+  }
+}
+
+// Sleeps until the thread is woken, until there is something to read, if that is asked for, or
+// until the deadline. True if a read is due.
+bool LinuxKeyboard::_Sleep(bool forInput, std::optional<Clock::time_point> deadline) {
+  if (isInBackground) {
+    forInput = false;
+    const auto nextCheck = Clock::now() + kBackgroundCheck;
+    deadline = deadline ? std::min(*deadline, nextCheck) : nextCheck;
+  }
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(wakeReadFd.Get(), &readable);
+  if (forInput) {
+    FD_SET(STDIN_FILENO, &readable);
+  }
+  timeval timeout{};
+  if (deadline) {
+    timeout = ToTimeval(*deadline - Clock::now());
+  }
+  const int count = ::select(std::max(STDIN_FILENO, wakeReadFd.Get()) + 1, &readable, nullptr,
+                             nullptr, deadline ? &timeout : nullptr);
+  if (count < 0) {
+    // Without a standard input at all the read will say so.
+    return forInput && errno != EINTR;
+  }
+  if (FD_ISSET(wakeReadFd.Get(), &readable)) {
+    std::array<char, 64> blanks{};
+    while (::read(wakeReadFd.Get(), blanks.data(), blanks.size()) > 0) {
+    }
+  }
+  // Behind a stop somebody else may have read what was there.
+  return !_FollowJobControl() && forInput && FD_ISSET(STDIN_FILENO, &readable);
+}
+
+// Stops the process if it was told to, and sees to the terminal if it has gone on. True if anything
+// of that has happened.
+bool LinuxKeyboard::_FollowJobControl() {
+  // The pipe was emptied before: what is noted behind this wakes the thread again.
+  const bool isToStop = JobSignals::TakeStop();
+  if (isToStop) {
+    terminal.Suspend();
+    jobSignals.Stop();
+  }
+  const bool hasGoneOn = JobSignals::TakeContinue();
+  if (!isToStop && !hasGoneOn && !isInBackground) {
+    return false;
+  }
+  const TerminalMode::Resumed resumed = terminal.Resume();
+  isInBackground = resumed == TerminalMode::Resumed::kInBackground;
+  if (resumed == TerminalMode::Resumed::kRaw) {
+    _PostResumed();
+  }
+  return true;
+}
+
+void LinuxKeyboard::_PostResumed() {
+  {
+    const std::lock_guard lock(mutex);
+    if (std::exchange(resumedQueued, true)) {
+      return;
+    }
+  }
+  NotifyResumed([this] {
+    const std::lock_guard lock(mutex);
+    resumedQueued = false;
+  });
 }
 
 bool LinuxKeyboard::_Post(std::vector<KeyEvent> keys) {
+  if (!_WaitForRoom()) {
+    return false;
+  }
   {
-    std::unique_lock lock(mutex);
-    roomForJobs.wait(lock, [this] { return stopping || queuedJobs < kMaxQueuedJobs; });
-    if (stopping) {
-      return false;
-    }
+    const std::lock_guard lock(mutex);
     ++queuedJobs;
   }
   Notify(std::move(keys), [this] { _JobTaken(); });
@@ -158,11 +230,24 @@ bool LinuxKeyboard::_Post(std::vector<KeyEvent> keys) {
 }
 
 void LinuxKeyboard::_JobTaken() {
+  bool isAwaited = false;
   {
     const std::lock_guard lock(mutex);
     --queuedJobs;
+    isAwaited = std::exchange(wantsRoom, false);
   }
-  roomForJobs.notify_one();
+  if (isAwaited) {
+    _Wake();
+  }
+}
+
+void LinuxKeyboard::_Wake() {
+  (void)RetryInterrupted([this] { return ::write(wakeWriteFd.Get(), " ", 1); });
+}
+
+bool LinuxKeyboard::_IsStopping() {
+  const std::lock_guard lock(mutex);
+  return stopping;
 }
 
 }  // namespace cli::detail

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <optional>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "cli/InputDevice.h"
+#include "cli/JobSignals.h"
 #include "cli/KeyDecoder.h"
 #include "cli/TerminalMode.h"
 #include "cli/UniqueFd.h"
@@ -17,13 +17,19 @@ namespace cli::detail {
 
 /// The keys of standard input, be it a terminal or not.
 ///
-/// Owns the keyboard thread, which reads, decodes and posts, and does nothing else. It sleeps while
+/// Owns the keyboard thread, which reads, decodes and posts, and follows job control at a terminal:
+/// before the process is stopped the terminal's mode is put back, and when it goes on in the
+/// foreground the terminal is raw again and a job draws the line anew. The thread sleeps while
 /// nothing arrives. All keys that one read brings are one job. The end of the input, or a terminal
 /// that went away, is one `EndOfInput`.
 class LinuxKeyboard : public InputDevice {
  public:
   /// Silence after which an unfinished escape sequence counts as `Ignored`.
   static constexpr std::chrono::milliseconds kEscapeTimeout{500};
+
+  /// While the process runs in the background it reads nothing, and asks so often whether it is
+  /// back in the foreground: not every shell tells.
+  static constexpr std::chrono::milliseconds kBackgroundCheck{200};
 
   /// Starts the thread and puts a terminal on standard input into raw mode. Throws
   /// std::system_error if the pipe or the thread can't be had.
@@ -38,20 +44,30 @@ class LinuxKeyboard : public InputDevice {
 
   void _Run();
   void _ReadKeys();
-  Event _WaitForInput(std::optional<Clock::time_point> deadline) const;
-  void _WaitForStop() const;
+  Event _WaitForInput(std::optional<Clock::time_point> deadline);
+  bool _WaitForRoom();
+  void _WaitForStop();
+  bool _Sleep(bool forInput, std::optional<Clock::time_point> deadline);
+  bool _FollowJobControl();
+  void _PostResumed();
   bool _Post(std::vector<KeyEvent> keys);
   void _JobTaken();
+  void _Wake();
+  bool _IsStopping();
 
-  UniqueFd stopReadFd;
-  UniqueFd stopWriteFd;
+  // A byte in the pipe wakes the thread, for whatever reason.
+  UniqueFd wakeReadFd;
+  UniqueFd wakeWriteFd;
 
   std::mutex mutex;
-  std::condition_variable roomForJobs;
-  std::size_t queuedJobs = 0;  // under mutex
-  bool stopping = false;       // under mutex
+  std::size_t queuedJobs = 0;   // under mutex
+  bool wantsRoom = false;       // under mutex
+  bool resumedQueued = false;   // under mutex
+  bool stopping = false;        // under mutex
+  bool isInBackground = false;  // the thread's own
 
   TerminalMode terminal;
+  JobSignals jobSignals;
   std::thread thread;
 };
 

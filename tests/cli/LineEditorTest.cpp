@@ -107,7 +107,7 @@ TEST(LineEditorTest, ReplacingALineWipesWhatWasLonger) {
   EXPECT_EQ(t.editor.Position(), 6U);
   t.Type("<home>");
   t.Written();
-  t.editor.Redraw();
+  t.editor.Redraw(cli::LineEditor::Cursor::AtEnd);
   EXPECT_EQ(t.Written(), "longer");
   EXPECT_EQ(t.editor.Position(), 6U);
 }

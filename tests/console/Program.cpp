@@ -68,7 +68,7 @@ void RefusePipes() {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pipe2, 0, 3),
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kFlags),  // the low half, on a little-endian machine
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, O_CLOEXEC, 0, 1),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, O_CLOEXEC | O_NONBLOCK, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EMFILE),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   }};
