@@ -32,12 +32,9 @@ long& ControlWord(std::ostream& stream) {
   return stream.iword(slot);
 }
 
-struct StandardBuffers {
-  const std::streambuf* out = std::cout.rdbuf();
-  const std::streambuf* err = std::cerr.rdbuf();
-  const std::streambuf* log = std::clog.rdbuf();
-  bool outIsTerminal = isatty(fileno(stdout)) != 0;
-  bool errIsTerminal = isatty(fileno(stderr)) != 0;
+struct StandardTerminals {
+  bool isOut = isatty(STDOUT_FILENO) != 0;
+  bool isErr = isatty(STDERR_FILENO) != 0;
 };
 
 }  // namespace
@@ -104,12 +101,12 @@ bool TerminalSupportsColor() {
 }
 
 bool StreamIsTerminal(std::ostream& stream) {
-  static const StandardBuffers standard;
+  static const StandardTerminals terminal;
   const std::streambuf* buffer = stream.rdbuf();
-  if (buffer == standard.out) {
-    return standard.outIsTerminal;
+  if (buffer == std::cout.rdbuf()) {
+    return terminal.isOut;
   }
-  return (buffer == standard.err || buffer == standard.log) && standard.errIsTerminal;
+  return (buffer == std::cerr.rdbuf() || buffer == std::clog.rdbuf()) && terminal.isErr;
 }
 
 }  // namespace cli

@@ -32,8 +32,8 @@ std::ostream& AfterInput(std::ostream& stream);
 bool TerminalSupportsColor();
 
 /// True if `stream` writes to the buffer of std::cout and standard output is a terminal, or to that
-/// of std::cerr or std::clog and standard error is one. Looked up once in the life of the process:
-/// an echoed key costs no system call of its own.
+/// of std::cerr or std::clog and standard error is one. What they are is looked up once in the life
+/// of the process: an echoed key costs no system call of its own.
 bool StreamIsTerminal(std::ostream& stream);
 
 }  // namespace cli

@@ -7,6 +7,7 @@
 #include "DeviceCount.h"
 #include "SysEeprom.h"
 #include "TerminalInterface.h"
+#include "cli/StandardOutput.h"
 #include "devices/GS12281_Soc.h"
 #include "devices/M23664_Soc.h"
 #include "devices/SdiCableEqInterface.h"
@@ -44,6 +45,7 @@ void OpenMissingStandardStreams() {
 // same.
 int main() {
   OpenMissingStandardStreams();
+  const cli::StandardOutput waitingOutput;
   SetLogLevel(kLogInfo);
   CSysEeprom inventory;
   TopFpgaImpl fpga(kActiveChannels);

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -15,14 +16,30 @@
 #include "cli/CliLocalTerminalSession.h"
 #include "cli/FileHistoryStorage.h"
 #include "cli/GenericAsioScheduler.h"
+#include "cli/StandardOutput.h"
 
 namespace {
+
+// The sum of so many frames, which no stack holds.
+int Descend(int frames) {
+  volatile char room[4096];  // NOLINT(modernize-avoid-c-arrays)
+  room[0] = 1;
+  return frames == 0 ? 0 : Descend(frames - 1) + room[0];
+}
 
 std::unique_ptr<cli::Menu> MakeTree() {
   auto menu = std::make_unique<cli::Menu>("main");
   menu->AddCommand(
       "say", [](std::ostream& out, const std::string& text) { out << '[' << text << "]\n"; },
       "Echoes a word");
+  menu->AddCommand(
+      "print",
+      [](std::ostream& out, const std::string& text) {
+        out << '(';
+        std::printf("%s", text.c_str());
+        out << ")\n";
+      },
+      "Echoes a word in another way");
   menu->AddCommand(
       "size",
       [](std::ostream& out, const std::string& text) { out << '[' << text.size() << "]\n"; },
@@ -41,6 +58,8 @@ std::unique_ptr<cli::Menu> MakeTree() {
         *static_cast<volatile int*>(page) = 1;
       },
       "");
+  menu->AddCommand(
+      "overflow", [](std::ostream&) { std::cerr << Descend(10'000'000); }, "");
   return menu;
 }
 
@@ -52,6 +71,7 @@ int main() {
     std::signal(signal, SIG_DFL);
   }
 
+  const cli::StandardOutput waitingOutput;
   cli::Cli cli(MakeTree(), std::make_unique<cli::FileHistoryStorage>(1000, ".cli"));
   cli.SetExitAction([](std::ostream& out) { out << "bye\n"; });
   cli::detail::GenericAsioScheduler<cli::detail::NewStandaloneAsioLib> scheduler;

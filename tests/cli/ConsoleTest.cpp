@@ -17,11 +17,12 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "TemporaryFolder.h"
 #include "support/Emulator.h"
@@ -41,6 +42,10 @@ class Child {
 
   explicit Child(At at, bool ignoreHangUp = false) {
     at == At::kTerminal ? _StartAtTerminal(ignoreHangUp) : _StartAtPipes();
+  }
+  /// A shell at a terminal.
+  explicit Child(const std::vector<const char*>& shell) : command(shell) {
+    _StartAtTerminal(false);
   }
   ~Child() {
     if (pid > 0) {
@@ -114,6 +119,9 @@ class Child {
     return mode.c_lflag;
   }
 
+  /// Stops the job in the foreground of the terminal without its knowledge.
+  void StopJob() const { EXPECT_EQ(kill(-tcgetpgrp(output), SIGSTOP), 0); }
+
   void CloseInput() {
     if (input >= 0 && input != output) {
       close(input);
@@ -133,6 +141,8 @@ class Child {
     CloseOutput();
   }
 
+  bool HasNoFiles() const { return std::filesystem::is_empty(folder.Path()); }
+
   std::string History() const {
     std::ostringstream content;
     content << std::ifstream(folder.Path() + "/.cli").rdbuf();
@@ -146,10 +156,15 @@ class Child {
  private:
   [[noreturn]] void _Exec() {
     setenv("TERM", "dumb", 1);
+    setenv("PS1", "$ ", 1);
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     if (chdir(folder.Path().c_str()) == 0) {
-      ExecuteProgram(CONSOLE_CHILD);
+      if (command.empty()) {
+        ExecuteProgram(CONSOLE_CHILD);
+      }
+      command.push_back(nullptr);
+      execv(command.front(), const_cast<char* const*>(command.data()));
     }
     _exit(126);
   }
@@ -174,6 +189,9 @@ class Child {
     std::array<int, 2> out{};
     ASSERT_EQ(pipe2(in.data(), O_CLOEXEC), 0);
     ASSERT_EQ(pipe2(out.data(), O_CLOEXEC), 0);
+    // Less than a long answer, and more is refused.
+    fcntl(out[1], F_SETPIPE_SZ, 4096);
+    fcntl(out[1], F_SETFL, O_NONBLOCK);
     pid = fork();
     if (pid == 0) {
       dup2(in[0], STDIN_FILENO);
@@ -196,6 +214,7 @@ class Child {
     return true;
   }
 
+  std::vector<const char*> command;
   TemporaryFolder folder;
   int input = -1;
   int output = -1;
@@ -210,6 +229,8 @@ TEST(ConsoleTest, OneSessionAtATerminal) {
   EXPECT_TRUE(child.Shows("say hx\bax\b \b\r\r\n[ha]\r\nmain> "));
   child.Send("throw\n");
   EXPECT_TRUE(child.Shows("thrown\r\nmain> "));
+  child.Send("\x1a");
+  EXPECT_TRUE(child.Shows("\rmain> ")) << "it isn't stopped where nobody could bring it back";
   child.Send("left over\x04");
   EXPECT_TRUE(child.Shows("left overclosing\r\nbye\r\n"));
   EXPECT_EQ(child.End(), 0);
@@ -245,43 +266,88 @@ TEST(ConsoleTest, SequencesMayBeSplitAnywhereAndBreakOff) {
   EXPECT_EQ(child.End(), 0);
 }
 
-struct Death {
-  const char* name;
-  const char* command;  // typed, or else the signal is sent
-  int signal;
-
-  friend std::ostream& operator<<(std::ostream& out, const Death& death) {
-    return out << death.name;
+TEST(ConsoleTest, EverySignalThatEndsTheProcessRestoresTheTerminalFirst) {
+  struct Death {
+    const char* typed;  // or else the signal is sent
+    int signal;
+  };
+  std::vector<Death> deaths{{"\x03", SIGINT},        {"\x1c", SIGQUIT},   {"abort\n", SIGABRT},
+                            {"uncaught\n", SIGABRT}, {"segv\n", SIGSEGV}, {"overflow\n", SIGSEGV},
+                            {"exit\n", SIGXFSZ}};  // the file size's limit
+  for (const int signal : {SIGHUP,    SIGILL,  SIGTRAP, SIGABRT, SIGBUS,  SIGFPE,  SIGUSR1,
+                           SIGSEGV,   SIGUSR2, SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ, SIGVTALRM,
+                           SIGSTKFLT, SIGPROF, SIGIO,   SIGPWR,  SIGSYS,  SIGRTMIN}) {
+    deaths.push_back({nullptr, signal});
   }
-};
-
-class DeathTest : public testing::TestWithParam<Death> {};
-
-TEST_P(DeathTest, TheTerminalIsRestoredAndTheSignalIsTheSame) {
-  const Death& death = GetParam();
-  Child child(Child::At::kTerminal);
-  ASSERT_TRUE(child.Shows("main> "));
-  ASSERT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{0});
-  if (death.command != nullptr) {
-    child.Send(death.command);
-  } else {
-    kill(child.pid, death.signal);
+  if (!kEmulated) {
+    deaths.push_back({nullptr, SIGRTMAX});  // one more than the emulator has
   }
-  const int status = child.End();
-  EXPECT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(WTERMSIG(status), death.signal);
-  EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO});
-  EXPECT_EQ(child.History(), "") << "nothing is stored on this road";
+  for (const Death& death : deaths) {
+    SCOPED_TRACE(std::to_string(death.signal) + (death.typed != nullptr ? death.typed : " sent"));
+    Child child(Child::At::kTerminal);
+    ASSERT_TRUE(child.Shows("main> "));
+    ASSERT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{0});
+    if (death.signal == SIGXFSZ) {
+      const rlimit noFile{0, 0};
+      EXPECT_EQ(prlimit(child.pid, RLIMIT_FSIZE, &noFile, nullptr), 0);
+    }
+    if (death.typed != nullptr) {
+      child.Send(death.typed);
+    } else {
+      kill(child.pid, death.signal);
+    }
+    const int status = child.End();
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), death.signal);
+    EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO});
+    EXPECT_TRUE(child.HasNoFiles()) << "no history is stored on this road, nor half of one";
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Signals, DeathTest,
-    testing::Values(Death{"InterruptKey", "\x03", SIGINT}, Death{"QuitKey", "\x1c", SIGQUIT},
-                    Death{"Terminate", nullptr, SIGTERM}, Death{"HangUp", nullptr, SIGHUP},
-                    Death{"Abort", "abort\n", SIGABRT}, Death{"Uncaught", "uncaught\n", SIGABRT},
-                    Death{"Fault", "segv\n", SIGSEGV}, Death{"SentFault", nullptr, SIGSEGV},
-                    Death{"BusError", nullptr, SIGBUS}),
-    [](const auto& death) { return death.param.name; });
+TEST(ConsoleTest, AStoppedJobLeavesTheShellItsTerminalAndGoesOnWithTheLine) {
+  for (const std::vector<const char*>& command :
+       {std::vector{"/bin/dash", "-i"},
+        std::vector{"/bin/bash", "--norc", "--noprofile", "--noediting", "-i"}}) {
+    SCOPED_TRACE(command.front());
+    Child shell(command);
+    const auto cooked = [&] { return shell.LocalFlags() & (ICANON | ECHO); };
+    ASSERT_TRUE(shell.Shows("$ "));
+    shell.Send(std::string(kEmulator) + " " CONSOLE_CHILD "\n");
+    ASSERT_TRUE(shell.Shows("main> "));
+    shell.Send("say hd\x1b[D");
+    ASSERT_TRUE(shell.Shows("say hd\b"));
+    shell.Send("\x1a");
+    ASSERT_TRUE(shell.Shows("$ "));
+    EXPECT_EQ(cooked(), tcflag_t{ICANON | ECHO});
+    shell.Send("fg\n");
+    ASSERT_TRUE(shell.Shows("\rmain> say hd\b"));
+    EXPECT_EQ(cooked(), tcflag_t{0});
+    shell.Send("a\n");
+    ASSERT_TRUE(shell.Shows("[had]\r\nmain> "));
+
+    // Not every shell puts the mode right behind this, and what it has left is not the shell's own.
+    shell.StopJob();
+    ASSERT_TRUE(shell.Shows("$ "));
+    shell.Send("fg\n");
+    ASSERT_TRUE(shell.Shows("main> "));
+    shell.Send("\x1a");
+    ASSERT_TRUE(shell.Shows("$ "));
+    EXPECT_EQ(cooked(), tcflag_t{ICANON | ECHO});
+
+    // In the background nothing is read and nothing changed. What the shell has, it gets back.
+    shell.Send("stty -echok; bg; echo $((20 + 3))\n");
+    ASSERT_TRUE(shell.Shows("23\r\n$ "));
+    shell.Send("jobs\n");
+    ASSERT_TRUE(shell.Shows("Running"));
+    EXPECT_EQ(cooked(), tcflag_t{ICANON | ECHO});
+    shell.Send("fg\n");
+    ASSERT_TRUE(shell.Shows("main> "));
+    EXPECT_EQ(cooked(), tcflag_t{0});
+    shell.Send("exit\n");
+    ASSERT_TRUE(shell.Shows("bye\r\n$ "));
+    EXPECT_EQ(shell.LocalFlags() & (ICANON | ECHO | ECHOK), tcflag_t{ICANON | ECHO});
+  }
+}
 
 // The signal comes at a moment between the start and the end, whichever that is: the console dies
 // or ends in order, and never leaves the terminal raw.
@@ -308,24 +374,36 @@ TEST(ConsoleTest, AnIgnoredHangUpStaysIgnoredAndTheLostTerminalEndsTheSession) {
   EXPECT_EQ(child.History(), "say 1\n");
 }
 
+// The output takes less at once than the script writes.
 TEST(ConsoleTest, AScriptRunsToItsEndAndLeaves) {
   Child child(Child::At::kPipes);
-  child.Send("say 1\nnone\nhalf a line\x1b[");
+  const std::string word(20'000, 'w');
+  child.Send("say 1\nnone\nprint " + word + "\nsay " + word + "\nhalf a line\x1b[");
   child.CloseInput();
   EXPECT_TRUE(child.Shows("main> say 1\r\n[1]\nmain> none\r\nwrong command: none\nmain> "));
+  EXPECT_TRUE(child.Shows("print " + word + "\r\n(" + word + ")\nmain> "));
+  EXPECT_TRUE(child.Shows("say " + word + "\r\n[" + word + "]\nmain> "));
   EXPECT_TRUE(child.Shows("half a lineclosing\nbye\n"));
   EXPECT_EQ(child.End(), 0);
-  EXPECT_EQ(child.History(), "say 1\nnone\n");
+  EXPECT_EQ(child.History(), "say 1\nnone\nprint " + word + "\nsay " + word + "\n");
 }
 
 TEST(ConsoleTest, AReaderThatIsGoneEndsTheSession) {
-  Child child(Child::At::kPipes);
-  child.Send("say 1\n");
-  EXPECT_TRUE(child.Shows("[1]\nmain> "));
-  child.CloseOutput();
-  child.Send("say 2\n");
-  EXPECT_EQ(child.End(), 0);
-  EXPECT_EQ(child.History(), "say 1\nsay 2\n");
+  for (const bool isWaitedFor : {false, true}) {
+    Child child(Child::At::kPipes);
+    child.Send("say 1\n");
+    EXPECT_TRUE(child.Shows("[1]\nmain> "));
+    if (isWaitedFor) {
+      child.Send(std::string(20'000, 'w'));
+      poll(nullptr, 0, 50);
+      child.CloseOutput();
+    } else {
+      child.CloseOutput();
+      child.Send("say 2\n");
+    }
+    EXPECT_EQ(child.End(), 0);
+    EXPECT_EQ(child.History(), isWaitedFor ? "say 1\n" : "say 1\nsay 2\n");
+  }
 }
 
 TEST(ConsoleTest, APastedMegabyteAndManyLinesArriveWhole) {

@@ -13,7 +13,6 @@
 namespace {
 
 constexpr ProgramEnd kNormalEnd{.exitStatus = 0};
-constexpr tcflag_t kCookedModes = ICANON | ECHO;
 
 // The severities and texts of the log, without where they come from.
 std::vector<std::string> LogOf(const TestFolder& folder) {
@@ -77,20 +76,6 @@ TEST(ConsoleFaults, BadArgumentsGetTheirTextAndTouchNoRegister) {
   (void)RunScript(folder, "bitfields write irq_handler irq_mask_0_31 3\n");
   EXPECT_EQ(folder.Read("board/trace.txt"),
             bringUp + "R 00000000 ffffffff\nW 00000000 00000003\nR 00000000 00000003\n");
-}
-
-TEST(ConsoleFaults, SignalsLeaveTheTerminalAsItWas) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV, SIGBUS}) {
-    const TestFolder folder;
-    TerminalProgram console(folder);
-    EXPECT_EQ(console.InitialModes() & kCookedModes, kCookedModes);
-    EXPECT_EQ(console.Modes(), console.InitialModes() & ~kCookedModes);
-    console.Type("half a line");
-    (void)console.ReadUntil("half a line");
-    console.Signal(signal);
-    EXPECT_EQ(console.Wait(), ProgramEnd{.signal = signal});
-    EXPECT_EQ(console.Modes(), console.InitialModes()) << strsignal(signal);
-  }
 }
 
 TEST(ConsoleFaults, ClosedTerminalEndsTheSessionInOrder) {
