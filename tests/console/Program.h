@@ -30,7 +30,7 @@ class TestFolder {
 struct ProgramOptions {
   const char* program = CONSOLE_SIM_PROGRAM;
   const char* term = "dumb";  ///< TERM
-  bool refusesPipes = false;  ///< a pipe2 with O_CLOEXEC fails with EMFILE
+  bool refusesPipes = false;  ///< its own pipe2 fails with EMFILE
 };
 
 /// How a program ended: its exit status, or the signal that it died by.

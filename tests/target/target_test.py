@@ -268,8 +268,9 @@ class Session(OnTheBoard):
         status, before, after = machine.ended()
         self.assertEqual((status, after), (0, before))
 
-    def test_terminal_is_restored_by_a_signal(self):
-        for signal, number in (("INT", 2), ("SEGV", 11)):
+    def test_terminal_is_restored_by_every_signal(self):
+        for signal, number in (("INT", 2), ("TERM", 15), ("HUP", 1), ("QUIT", 3), ("ABRT", 6),
+                               ("SEGV", 11), ("BUS", 7)):
             with self.subTest(signal=signal):
                 self.start()
                 during = machine.modes()
