@@ -1,6 +1,8 @@
 #include "sim/ConfigFile.h"
 
+#include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <stdexcept>
 
 namespace sim {
@@ -11,6 +13,20 @@ std::string_view Trimmed(std::string_view text) {
     return {};
   }
   return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+std::uint32_t ParseNumber(const std::string& text) {
+  if (text.empty()) {
+    throw std::invalid_argument("a number is missing");
+  }
+  char* end = nullptr;
+  const int base = text.starts_with("0x") || text.starts_with("0X") ? 16 : 10;
+  const unsigned long long number = std::strtoull(text.c_str(), &end, base);
+  if (text.front() < '0' || text.front() > '9' || end != text.c_str() + text.size() ||
+      number > std::numeric_limits<std::uint32_t>::max()) {
+    throw std::invalid_argument("not a number of 32 bits");
+  }
+  return static_cast<std::uint32_t>(number);
 }
 
 bool ReadConfigFile(

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -8,6 +9,10 @@ namespace sim {
 
 /// The text without blanks at its ends.
 std::string_view Trimmed(std::string_view text);
+
+/// The number of 32 bits that the whole text is, decimal, or hexadecimal behind "0x". Throws
+/// std::invalid_argument.
+std::uint32_t ParseNumber(const std::string& text);
 
 /// Reads a file of lines "key = value", with '#' in front of comments, and hands each line to
 /// `apply`. What a line makes it throw is handed to `complain` as one text that names the line, and

@@ -6,6 +6,7 @@
 
 #include "sim/BoardFolder.h"
 #include "sim/ConfigFile.h"
+#include "sim/RegisterFile.h"
 
 namespace sim {
 namespace {
@@ -30,8 +31,23 @@ auto Flag(bool Settings::*member) {
 
 auto Strap(std::size_t pin) {
   return [pin](Settings& settings, const std::string& text) {
-    settings.straps[pin] = text == "error" ? -1 : std::stoi(text) != 0 ? 1 : 0;
+    if (text != "0" && text != "1" && text != "error") {
+      throw std::invalid_argument("neither 0 nor 1 nor error");
+    }
+    settings.straps[pin] = text == "error" ? -1 : text == "1" ? 1 : 0;
   };
+}
+
+void SetBusErrorAt(Settings& settings, const std::string& text) {
+  if (text == "none") {
+    settings.busErrorAt.reset();
+    return;
+  }
+  const std::uint32_t offset = ParseNumber(text);
+  if (offset >= RegisterFile::kBytes || offset % 4 != 0) {
+    throw std::invalid_argument("no such register");
+  }
+  settings.busErrorAt = offset;
 }
 
 struct FaultName {
@@ -77,13 +93,7 @@ const std::array kSettings{
     Setting{"mapping_refused", "no", "it can't be mapped", Flag(&Settings::mappingRefused)},
     Setting{"unmapping_refused", "no", "it can't be unmapped", Flag(&Settings::unmappingRefused)},
     Setting{"bus_error_at", "none", "byte offset of a register that doesn't answer, or none",
-            [](Settings& settings, const std::string& text) {
-              if (text == "none") {
-                settings.busErrorAt.reset();
-              } else {
-                settings.busErrorAt = static_cast<std::uint32_t>(std::stoul(text, nullptr, 0));
-              }
-            }},
+            SetBusErrorAt},
     Setting{"trace", "no", "write every register access to trace.txt",
             Flag(&Settings::traceToFile)},
 };

@@ -46,6 +46,8 @@ struct Settings {
   /// How many cable equalisers, and how many cable drivers, are fitted: what the straps say. A
   /// board whose straps say nothing carries the most.
   std::size_t CableChips() const;
+
+  friend bool operator==(const Settings&, const Settings&) = default;
 };
 
 /// Reads settings from a file of lines "key = value", with '#' in front of comments; one that is

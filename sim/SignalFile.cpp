@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <iomanip>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -90,22 +88,8 @@ std::string DefaultSignals() {
   return text.str();
 }
 
-bool SameLetters(const std::string& a, const std::string& b) {
-  return strcasecmp(a.c_str(), b.c_str()) == 0;
-}
-
-std::uint32_t ParseNumber(const std::string& text) {
-  if (text.empty()) {
-    throw std::invalid_argument("a number is missing");
-  }
-  char* end = nullptr;
-  const int base = SameLetters(text.substr(0, 2), "0x") ? 16 : 10;
-  const unsigned long long number = std::strtoull(text.c_str(), &end, base);
-  if (text.front() < '0' || text.front() > '9' || end != text.c_str() + text.size() ||
-      number > std::numeric_limits<std::uint32_t>::max()) {
-    throw std::invalid_argument("not a number of 32 bits");
-  }
-  return static_cast<std::uint32_t>(number);
+bool SameLetters(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 // The text with one blank between its words.
