@@ -7,6 +7,7 @@ jobs=$(nproc)
 # What each kind of work needs from Debian.
 packages_build=(g++ cmake ninja-build pkg-config libasio-dev libgpiod-dev)
 packages_test=("${packages_build[@]}" libgtest-dev python3 strace)
+packages_fuzz=("${packages_build[@]}" clang-14 libclang-rt-14-dev)
 packages_bench=("${packages_build[@]}" libbenchmark-dev)
 packages_package=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
   libgpiod-dev:arm64 libstdc++6:arm64 dpkg-dev go-md2man)
@@ -120,6 +121,18 @@ make_package() {
 }
 
 _InRoot() { (cd "$root" && "$@"); }
+
+# fix_addresses: what stands in front of a program with sanitizers, as an array. They lay out the
+# address space themselves, and a kernel that moves mappings by more than 28 bits can put one in
+# their way: then the program runs at fixed addresses.
+fixed_addresses=()
+fix_addresses() {
+  local random_bits
+  random_bits=$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 0)
+  if ((random_bits > 28)) && setarch "$(uname -m)" -R true 2>/dev/null; then
+    fixed_addresses=(setarch "$(uname -m)" -R)
+  fi
+}
 
 # Totals of the suites that run_suite has run.
 passed=0 failed=0 skipped=0
