@@ -11,7 +11,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -253,24 +252,6 @@ TEST_F(FileHistoryStorageTest, ProcessesTakeTurns) {
   }
   EXPECT_GT(stored, 0U);
   EXPECT_EQ(shared.Commands(), Strings(stored, std::string(5000, 'a')));
-}
-
-TEST_F(FileHistoryStorageTest, AKillAtAnyMomentLeavesOldOrNewAndNoPile) {
-  storage.Store({std::string(100'000, 'a'), std::string(100'000, 'b')});
-  for (int round = 0; round < 30; ++round) {
-    const pid_t child = fork();
-    while (child == 0) {
-      storage.Store({std::string(100'000, 'c')});
-    }
-    usleep(static_cast<useconds_t>(round * 300));
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    ASSERT_GE(storage.Commands().size(), 2U);
-    for (const std::string& line : storage.Commands()) {
-      ASSERT_EQ(line.size(), 100'000U);
-    }
-    EXPECT_LE(std::distance(fs::directory_iterator(folder.Path()), {}), 2);
-  }
 }
 
 }  // namespace
