@@ -66,7 +66,7 @@ std::string FormatMessageV(const char* format, std::va_list arguments)
     __attribute__((format(printf, 1, 0)));
 
 std::string FormatMessageV(const char* format, std::va_list arguments) {
-  std::array<char, 4096> text{};
+  std::array<char, 4096> text;  // not cleared, which would cost more than most formats do
   const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
   if (length < 0) {
     return "Formatting error";

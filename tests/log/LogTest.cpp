@@ -71,12 +71,10 @@ TEST(FormatMessage, KeepsWhatFitsWhole) {
 
 TEST(LogLevelName, LeavesTheTextOfAnUnknownLevel) {
   std::string text;
-  LogLevelName(7, text);
-  EXPECT_EQ(text, "Debug");
-  LogLevelName(8, text);
-  EXPECT_EQ(text, "Debug");
-  LogLevelName(-1, text);
-  EXPECT_EQ(text, "Debug");
+  for (const int level : {7, 8, -1}) {
+    LogLevelName(level, text);
+    EXPECT_EQ(text, "Debug") << level;
+  }
 }
 
 }  // namespace
