@@ -185,7 +185,9 @@ std::uint64_t DefaultMacBase() {
 
 // A text as it stands in its field.
 std::vector<std::uint8_t> WithZero(const std::string& text) {
-  return {text.c_str(), text.c_str() + text.size() + 1};
+  std::vector<std::uint8_t> field(text.begin(), text.end());
+  field.push_back(0);
+  return field;
 }
 
 // Pieces between colons; empty ones don't count.
