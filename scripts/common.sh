@@ -14,7 +14,8 @@ packages_package=(g++-aarch64-linux-gnu cmake ninja-build pkg-config libasio-dev
 packages_board=("${packages_package[@]}" libgtest-dev:arm64 qemu-user-static)
 packages_target=("${packages_package[@]}" "${packages_build[@]}"
   qemu-system-arm device-tree-compiler cpio make python3)
-packages_lint=("${packages_test[@]}" libbenchmark-dev clang-format-14 clang-tidy-14 tmux)
+packages_lint=("${packages_test[@]}" "${packages_package[@]}" libbenchmark-dev
+  clang-format-14 clang-tidy-14 tmux)
 
 # Objects that another checkout or another build folder has compiled serve here too.
 if command -v ccache >/dev/null; then
@@ -104,6 +105,14 @@ _AsRoot() {
 # configure PRESET [cmake option...]
 configure() {
   quietly "Configuring $1" _InRoot cmake --preset "$@"
+}
+
+# configure_programs PRESET: for a word that needs no unit tests. A new build tree starts without
+# them, so that their packages aren't needed; a tree that has them keeps them.
+configure_programs() {
+  local options=()
+  [[ -f $root/build/$1/CMakeCache.txt ]] || options=(-DBOARD_TESTS=OFF)
+  configure "$1" "${options[@]}"
 }
 
 # build PRESET [target...]
