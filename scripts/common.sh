@@ -15,7 +15,7 @@ packages_board=("${packages_package[@]}" libgtest-dev:arm64 qemu-user-static)
 packages_target=("${packages_package[@]}" "${packages_build[@]}"
   qemu-system-arm device-tree-compiler cpio make python3)
 packages_lint=("${packages_test[@]}" "${packages_package[@]}" libbenchmark-dev
-  clang-format-14 clang-tidy-14 tmux)
+  clang-format-14 clang-tidy-14 tmux lintian)
 
 # Objects that another checkout or another build folder has compiled serve here too.
 if command -v ccache >/dev/null; then
@@ -123,8 +123,9 @@ build() {
     ${1:+--target "$@"}
 }
 
-# The board's package, from what is built of the preset: build/board/*.deb.
+# The board's program and its package, build/board/*.deb.
 make_package() {
+  build board board-console package_docs
   rm -f "$root"/build/board/*.deb
   quietly "Packing board" _InRoot cpack --config build/board/CPackConfig.cmake -B build/board
 }
