@@ -20,6 +20,8 @@ static_assert(std::atomic<int>::is_always_lock_free, "a signal handler can't tak
 void OnJobSignal(int signal) {
   const int savedErrno = errno;
   ++handlersRunning;
+  // Each takes the other back, as the system does with those that it hasn't delivered yet.
+  (signal == SIGCONT ? isToStop : hasGoneOn) = false;
   (signal == SIGCONT ? hasGoneOn : isToStop) = true;
   const int fd = wakeDescriptor;
   if (fd >= 0) {
@@ -86,13 +88,24 @@ bool JobSignals::TakeContinue() {
 }
 
 void JobSignals::Stop() {
-  // Not by SIGSTOP, which would also stop a process that no shell can bring back.
+  sigset_t stopAndContinue, previous, pending;
+  sigemptyset(&stopAndContinue);
+  sigaddset(&stopAndContinue, SIGTSTP);
+  sigaddset(&stopAndContinue, SIGCONT);
+  pthread_sigmask(SIG_BLOCK, &stopAndContinue, &previous);
+  // Not by SIGSTOP, which would also stop a process that no shell can bring back. While the signal
+  // is held back, a SIGCONT drops it. One that came before that has to do so, too: nobody would
+  // send another.
   SetAction(SIGTSTP, SIG_DFL);
   raise(SIGTSTP);
-  const std::lock_guard lock(mutex);
-  if (watchesStop) {
-    SetAction(SIGTSTP, &OnJobSignal);
+  sigemptyset(&pending);
+  sigpending(&pending);
+  if (hasGoneOn || sigismember(&pending, SIGCONT) != 0) {
+    SetAction(SIGTSTP, SIG_IGN);  // drops it
   }
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);  // stops here
+  const std::lock_guard lock(mutex);
+  SetAction(SIGTSTP, watchesStop ? &OnJobSignal : SIG_DFL);
 }
 
 }  // namespace cli::detail

@@ -29,8 +29,8 @@ class JobSignals {
   /// True if the process has been told to go on since the last call.
   static bool TakeContinue();
 
-  /// Stops the process as SIGTSTP does by default, and returns when it goes on; at once if the
-  /// system finds nobody who could tell it to.
+  /// Stops the process as SIGTSTP does by default, and returns when it goes on; at once if it has
+  /// been told to go on since it was told to stop, or if the system finds nobody who could tell it.
   void Stop();
 
  private:

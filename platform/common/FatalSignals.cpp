@@ -117,10 +117,16 @@ bool IsOurs(const struct sigaction& action) {
   return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &OnFatalSignal;
 }
 
+// The first process of a system, or of a container, isn't ended by a signal's default: what it
+// doesn't catch passes it by. A fault ends it all the same.
+bool PassesBy(int signal) {
+  return getpid() == 1 && !IsFault(signal);
+}
+
 bool MayBeCaught(int signal, const struct sigaction& action) {
   const bool hasHandler = (action.sa_flags & SA_SIGINFO) != 0 ||
                           (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
-  return hasHandler ? IsFault(signal) : action.sa_handler == SIG_DFL;
+  return hasHandler ? IsFault(signal) : action.sa_handler == SIG_DFL && !PassesBy(signal);
 }
 
 void Catch(int signal) {

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "TemporaryFolder.h"
+#include "cli/JobSignals.h"
 #include "support/Emulator.h"
 
 namespace {
@@ -302,6 +303,20 @@ TEST(ConsoleTest, EverySignalThatEndsTheProcessRestoresTheTerminalFirst) {
     EXPECT_EQ(child.LocalFlags() & (ICANON | ECHO), tcflag_t{ICANON | ECHO});
     EXPECT_TRUE(child.HasNoFiles()) << "no history is stored on this road, nor half of one";
   }
+}
+
+TEST(JobSignals, ToGoOnTakesAStopBack) {
+  cli::detail::JobSignals signals;
+  signals.Watch(-1);
+  raise(SIGTSTP);
+  raise(SIGCONT);
+  EXPECT_FALSE(signals.TakeStop());
+  raise(SIGTSTP);
+  EXPECT_FALSE(signals.TakeContinue());
+  EXPECT_TRUE(signals.TakeStop());
+  raise(SIGCONT);
+  signals.Stop();  // nobody would tell it again: it doesn't
+  EXPECT_TRUE(signals.TakeContinue());
 }
 
 TEST(ConsoleTest, AStoppedJobLeavesTheShellItsTerminalAndGoesOnWithTheLine) {

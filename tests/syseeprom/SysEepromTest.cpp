@@ -270,7 +270,9 @@ TEST_F(SysEepromTest, ReadErrorStoresNothingOverWhatTheBoardHolds) {
   const std::string behind =
       " bytes written, what the file holds can't be read: Input/output error";
   EXPECT_EQ(board.log.Messages(3),
-            (std::vector<std::string>{"EEPROM write error! 0 of 76" + behind,
+            (std::vector<std::string>{"The inventory can't be read, its defaults stand in memory: "
+                                      "Input/output error",
+                                      "EEPROM write error! 0 of 76" + behind,
                                       "EEPROM write error! 0 of 6" + behind}));
   EXPECT_EQ(Count(2), 2U);
   EXPECT_EQ(Read(low), image);
@@ -300,7 +302,10 @@ TEST_F(SysEepromTest, FileThatCannotBeHadIsLoggedAndWorkedWithout) {
   EXPECT_EQ(
       board.log.Messages(3),
       (std::vector<std::string>{error + "0x00000000, 76 bytes", error + "0x0000004C, 388 bytes",
-                                error + "0x00000000, 76 bytes", error + "0x00000000, 3540 bytes"}));
+                                error + "0x00000000, 76 bytes",
+                                "The inventory can't be read, its defaults stand in memory: "
+                                "Is a directory",
+                                error + "0x00000000, 3540 bytes"}));
 
   // The file comes up late, and what it holds counts.
   std::filesystem::remove(low);

@@ -216,6 +216,10 @@ void CSysEeprom::Initialize(const Reading& reading) {
   loaded_ = reading.count >= 0;
   // Without a file the stores are tried, and log that it is missing.
   const bool mayStore = loaded_ || reading.error == ENOENT;
+  if (!mayStore) {
+    LOG_ERROR("The inventory can't be read, its defaults stand in memory: %s",
+              std::strerror(reading.error));
+  }
   if (_Signature(kInventoryBlock) != kInventorySignature) {
     LOG_CRITICAL(
         "Inventory Signature mismatch. Defaulting Inventory. Expected: 0x%08X and read 0x%08X",
