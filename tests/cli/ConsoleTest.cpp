@@ -120,6 +120,21 @@ class Child {
     return mode.c_lflag;
   }
 
+  /// Waits until every thread of the job in the foreground sleeps. A sanitizer holds a signal back
+  /// that finds a thread on its way there, until something else wakes the thread.
+  void AwaitSleep() const {
+    const std::string tasks = "/proc/" + std::to_string(tcgetpgrp(output)) + "/task";
+    const auto sleeps = [](const std::filesystem::directory_entry& task) {
+      std::string status;
+      std::getline(std::ifstream(task.path() / "stat"), status);
+      return status.find(") S ") != std::string::npos;
+    };
+    const auto deadline = steady_clock::now() + kPatience;
+    while (!std::all_of(std::filesystem::directory_iterator(tasks), {}, sleeps)) {
+      ASSERT_LT(steady_clock::now(), deadline) << "the child doesn't rest";
+    }
+  }
+
   /// Stops the job in the foreground of the terminal without its knowledge.
   void StopJob() const { EXPECT_EQ(kill(-tcgetpgrp(output), SIGSTOP), 0); }
 
@@ -230,6 +245,7 @@ TEST(ConsoleTest, OneSessionAtATerminal) {
   EXPECT_TRUE(child.Shows("say hx\bax\b \b\r\r\n[ha]\r\nmain> "));
   child.Send("throw\n");
   EXPECT_TRUE(child.Shows("thrown\r\nmain> "));
+  child.AwaitSleep();
   child.Send("\x1a");
   EXPECT_TRUE(child.Shows("\rmain> ")) << "it isn't stopped where nobody could bring it back";
   child.Send("left over\x04");
@@ -292,6 +308,7 @@ TEST(ConsoleTest, EverySignalThatEndsTheProcessRestoresTheTerminalFirst) {
       const rlimit noFile{0, 0};
       EXPECT_EQ(prlimit(child.pid, RLIMIT_FSIZE, &noFile, nullptr), 0);
     }
+    child.AwaitSleep();
     if (death.typed != nullptr) {
       child.Send(death.typed);
     } else {
@@ -331,6 +348,7 @@ TEST(ConsoleTest, AStoppedJobLeavesTheShellItsTerminalAndGoesOnWithTheLine) {
     ASSERT_TRUE(shell.Shows("main> "));
     shell.Send("say hd\x1b[D");
     ASSERT_TRUE(shell.Shows("say hd\b"));
+    shell.AwaitSleep();
     shell.Send("\x1a");
     ASSERT_TRUE(shell.Shows("$ "));
     EXPECT_EQ(cooked(), tcflag_t{ICANON | ECHO});
@@ -345,6 +363,7 @@ TEST(ConsoleTest, AStoppedJobLeavesTheShellItsTerminalAndGoesOnWithTheLine) {
     ASSERT_TRUE(shell.Shows("$ "));
     shell.Send("fg\n");
     ASSERT_TRUE(shell.Shows("main> "));
+    shell.AwaitSleep();
     shell.Send("\x1a");
     ASSERT_TRUE(shell.Shows("$ "));
     EXPECT_EQ(cooked(), tcflag_t{ICANON | ECHO});
