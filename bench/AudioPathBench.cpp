@@ -3,8 +3,10 @@
 
 #include "audio/AudioPathFacadeImpl.h"
 #include "log/Log.h"
-#include "modules/AddressMap.h"
+#include "map/ModuleMap.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioMixerModel.h"
 #include "support/Ratio.h"
 
 // What a change of an input costs in the audio path: on the simulated board, whose own accesses are
@@ -43,8 +45,8 @@ void ReportWalk(AudioPathFacadeImpl& audio, double accessNs) {
   std::uint64_t stores = 0;
   std::uint64_t loads = 0;
   for (int walk = 0; walk < kWalks; ++walk) {
-    board.deembedder[0].Plug(
-        3, walk % 2 == 0 ? sim::AudioPair{.burstType = 28, .line = 11} : sim::AudioPair{});
+    board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb")
+        .Plug(3, walk % 2 == 0 ? sim::AudioPair{.burstType = 28, .line = 11} : sim::AudioPair{});
     const Accesses before = CountNow();
     const auto start = std::chrono::steady_clock::now();
     deembedder.UpdatePairTypes();
@@ -70,7 +72,7 @@ void ReportQuietUpdate(AudioPathFacadeImpl& audio) {
   deembedder.UpdatePairTypes();
   std::vector<sim::RegisterAccess> trace = board.registers.TakeTrace();
   std::erase_if(trace, [](const sim::RegisterAccess& access) {
-    return access.address / address_map::kSlotBytes != address_map::kDeembedder;  // a thread's poll
+    return access.address / module_map::kSlotBytes != address_map::kDeembedder;  // a thread's poll
   });
   const bench::Comparison quiet = bench::Compare([&] { deembedder.UpdatePairTypes(); },
                                                  [&] {
@@ -102,21 +104,21 @@ int main() {
   sim::Board& board = sim::Board::CreateInMemory();
   SetLogLevel(kLogError);
   AudioPathFacadeImpl audio("out_aud", address_map::BaseOf(address_map::kAudioPath), 0,
-                            address_map::kSlotBytes, address_map::kAudioPath);
+                            module_map::kSlotBytes, address_map::kAudioPath);
   audio.Initialize();
   audio.GetInputAudioPathFacadeAtIndex(0)->GetDelay()._InitializeDramAndCsr(0, 0x1000000);
   audio.GetInputAudioPathFacadeAtIndex(0)->HandleInputVideoTypeChange(0, kStandard);
   RouteInput0(audio);
   // A swap that stays pending keeps the coefficient threads waiting, so that they neither hold the
   // mixers' locks nor add accesses of their own.
-  (void)board.mainMixer.AwaitToggles(1);
-  (void)board.inputMixer[0].AwaitToggles(1);
-  board.mainMixer.HoldSwap(true);
-  board.inputMixer[0].HoldSwap(true);
+  (void)board.Core<sim::AudioMixerModel>("out_aud_mixer").AwaitToggles(1);
+  (void)board.Core<sim::AudioMixerModel>("in_aud_0_mixer").AwaitToggles(1);
+  board.Core<sim::AudioMixerModel>("out_aud_mixer").HoldSwap(true);
+  board.Core<sim::AudioMixerModel>("in_aud_0_mixer").HoldSwap(true);
   audio.GetMixer(0)->ProgramCoeffs();
   audio.GetMixer(1)->ProgramCoeffs();
-  (void)board.mainMixer.AwaitToggles(2);
-  (void)board.inputMixer[0].AwaitToggles(2);
+  (void)board.Core<sim::AudioMixerModel>("out_aud_mixer").AwaitToggles(2);
+  (void)board.Core<sim::AudioMixerModel>("in_aud_0_mixer").AwaitToggles(2);
 
   AesTx probe("probe", address_map::BaseOf(address_map::kAesTx), 0);
   const double accessNs = WriteNs(probe) / 2;

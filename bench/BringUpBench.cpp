@@ -1,8 +1,8 @@
 #include <cstdio>
 
-#include "modules/TopFpga.h"
 #include "sim/Board.h"
 #include "support/Ratio.h"
+#include "top/TopFpga.h"
 
 // What bringing the FPGA up costs on the simulated board.
 int main() {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "modules/TopFpga.h"
+#include "top/TopFpga.h"
 
 /// A small application of the driver library: whatever is plugged into an SDI input leaves by the
 /// transmitter of the same number, with its audio, in the format that it came in. AES lines 1 to 4

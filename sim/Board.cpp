@@ -11,9 +11,10 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "modules/AddressMap.h"
+#include "map/ModuleMap.h"
 #include "sim/BoardFolder.h"
-#include "sim/BurstPosition.h"
+#include "sim/Fpga.h"
+#include "sim/SignalFile.h"
 
 namespace sim {
 namespace {
@@ -44,17 +45,6 @@ void CreateInventoryFiles(const Board& board) {
   }
 }
 
-// What a pair shows on its meters: PCM is a tone of -18 dB of full scale, the alignment level (EBU
-// R 68), and bursts look like noise near full scale.
-std::uint32_t LevelOf(const AudioPair& audio) {
-  constexpr std::uint32_t kAlignmentLevel = 1056063;
-  constexpr std::uint32_t kBurstLevel = 8000000;
-  if (!audio.present) {
-    return 0;
-  }
-  return audio.line == 0 ? kAlignmentLevel : kBurstLevel;
-}
-
 // The rate as the cable equalisers number it.
 std::uint32_t EqualiserRate(SdiRate rate) {
   switch (rate) {
@@ -75,37 +65,16 @@ std::uint32_t EqualiserRate(SdiRate rate) {
 
 }  // namespace
 
-Board::Board() {
-  registers.Attach(address_map::BaseOf(address_map::kIrqHandler), irqAggregator);
-  registers.Attach(address_map::BaseOf(address_map::kSdiRxCrosspoint), sdiRxCrosspoint);
-  registers.Attach(address_map::BaseOf(address_map::kSdiTxCrosspoint), sdiTxCrosspoint);
-  for (std::uint32_t path = 0; path < address_map::kPaths; ++path) {
-    registers.Attach(address_map::BaseOf(address_map::kSdiRx + path), sdiRx[path]);
-    registers.Attach(address_map::BaseOf(address_map::kSdiTx + path), sdiTx[path]);
-    registers.Attach(address_map::BaseOf(address_map::kFramesync + path), framesync[path]);
-    registers.Attach(address_map::BaseOf(address_map::kDeembedder + path), deembedder[path]);
-    registers.Attach(address_map::BaseOf(address_map::kEmbedder + path), embedder[path]);
-    registers.Attach(address_map::BaseOf(address_map::kInputClkGen + path), inputClkGen[path]);
-    registers.Attach(address_map::BaseOf(address_map::kInputPeakMeters + path),
-                     inputPeakMeters[path]);
-    registers.Attach(address_map::BaseOf(address_map::kAudioDelay + path), audioDelay[path]);
-    registers.Attach(address_map::BaseOf(address_map::kAudioDelaySrc + path), audioDelaySrc[path]);
-    embedder[path].FollowBursts(
-        [this, path](std::uint32_t pair) { return BurstLineAt(*this, path, pair); });
-    registers.Attach(address_map::BaseOf(address_map::kInputMixer + path), inputMixer[path]);
+Board::Board() : fpga_(std::make_unique<Fpga>(mutex, clock, registers)) {
+}
+
+CoreModel& Board::_CoreOf(std::string_view module) {
+  for (const module_map::Module& row : module_map::kModules) {
+    if (std::string_view(row.name) == module) {
+      return *registers.ModelAt(row.Base());
+    }
   }
-  registers.Attach(address_map::BaseOf(address_map::kRefDetect), refDetect);
-  registers.Attach(address_map::BaseOf(address_map::kAudioPath), audioPath);
-  registers.Attach(address_map::BaseOf(address_map::kOutputClkGen), outputClkGen);
-  registers.Attach(address_map::BaseOf(address_map::kOutputPeakMeters), outputPeakMeters);
-  registers.Attach(address_map::BaseOf(address_map::kMadi), madi);
-  registers.Attach(address_map::BaseOf(address_map::kDante), dante);
-  registers.Attach(address_map::BaseOf(address_map::kAesRx), aesRx);
-  registers.Attach(address_map::BaseOf(address_map::kAesTx), aesTx);
-  registers.Attach(address_map::BaseOf(address_map::kMainMixer), mainMixer);
-  for (FieldModel* plain : {&dante, &aesTx}) {
-    plain->Set("reset", 1);  // as every core powers up
-  }
+  throw std::out_of_range("the board has no module " + std::string(module));
 }
 
 Board& Board::Get() {
@@ -146,7 +115,7 @@ void Board::UseFolder(const std::string& folder) {
       folder + "/signals.conf", clock, log,
       [this](std::uint32_t input, const VideoSignal& signal) { Plug(input, signal); },
       [this](std::uint32_t reference, int standardId) {
-        refDetect.SetReference(
+        fpga_->refDetect.SetReference(
             reference == 0 ? RefDetectModel::Input::kFirst : RefDetectModel::Input::kSecond,
             standardId);
       },
@@ -160,19 +129,12 @@ void Board::UseFolder(const std::string& folder) {
 
 void Board::Plug(std::uint32_t input, const VideoSignal& signal) {
   const std::lock_guard lock(mutex);
-  sdiRx.at(input).Plug(signal);
+  fpga_->Plug(input, signal);
   equaliserChain.SetSignal(input, signal.IsPresent(), EqualiserRate(signal.Standard().sdiRate));
-  for (std::uint32_t pair = 0; pair < signal.audio.size(); ++pair) {
-    AudioPair audio = signal.audio[pair];
-    audio.present = audio.present && signal.IsPresent();
-    deembedder[input].Plug(pair, audio);
-    inputPeakMeters[input].SetLevel(2 * pair, LevelOf(audio));
-    inputPeakMeters[input].SetLevel(2 * pair + 1, LevelOf(audio));
-  }
 }
 
 void Board::PlugAes(std::uint32_t line, const AudioPair& audio) {
-  aesRx.Plug(line, audio);
+  fpga_->aesRx.Plug(line, audio);
 }
 
 void Board::UseFilesFolder(const std::string& folder) {

@@ -1,41 +1,24 @@
 #pragma once
 
-#include <array>
 #include <memory>
 #include <string>
+#include <string_view>
 
-#include "audio/AudioPathRegs.h"
-#include "modules/AddressMap.h"
-#include "modules/AesTxRegs.h"
-#include "modules/DanteCoreInterfaceRegs.h"
-#include "sim/FieldModel.h"
+#include "map/FieldMap.h"
+#include "sim/CoreModel.h"
 #include "sim/LogRecords.h"
 #include "sim/RegisterFile.h"
 #include "sim/Settings.h"
-#include "sim/SignalFile.h"
 #include "sim/SimulatedClock.h"
 #include "sim/SpiBus.h"
 #include "sim/VideoSignal.h"
-#include "sim/models/AesRxModel.h"
-#include "sim/models/AudioDeembedderModel.h"
-#include "sim/models/AudioDelayModel.h"
-#include "sim/models/AudioDelaySrcModel.h"
-#include "sim/models/AudioEmbedderModel.h"
-#include "sim/models/AudioInputClkGenModel.h"
-#include "sim/models/AudioMixerModel.h"
-#include "sim/models/AudioOutputClkGenModel.h"
-#include "sim/models/AudioPeakMeterModel.h"
-#include "sim/models/CrosspointModel.h"
 #include "sim/models/DriverChainModel.h"
 #include "sim/models/EqualiserChainModel.h"
-#include "sim/models/FramesyncModel.h"
-#include "sim/models/IrqAggregatorModel.h"
-#include "sim/models/MadiModel.h"
-#include "sim/models/RefDetectModel.h"
-#include "sim/models/SdiRxModel.h"
-#include "sim/models/SdiTxModel.h"
 
 namespace sim {
+
+class Fpga;
+class SignalFile;
 
 /// The simulated board: all that the machine's edge reaches, in one object. There is one in a
 /// process, like the real board, and it stands until the process ends.
@@ -76,49 +59,24 @@ class Board {
   /// can reach. Null with errno set if the settings say so.
   volatile void* MapWindow(std::size_t bytes);
 
+  /// The model of a module's core, by the name that the console lists it under. Throws
+  /// std::out_of_range for a name that the map doesn't have and std::bad_cast for another model.
+  template <typename Model>
+  Model& Core(std::string_view module) {
+    return dynamic_cast<Model&>(_CoreOf(module));
+  }
+  /// The same for a path's module, whose name has '#' in the place of the path.
+  template <typename Model>
+  Model& Core(std::string_view module, std::size_t path) {
+    return dynamic_cast<Model&>(_CoreOf(NumberedName(module, path)));
+  }
+
   // The parts of the board. Each is thread-safe by itself; `settings` belongs to start-up.
   BoardMutex mutex;
   Settings settings;
   LogRecords log;
   SimulatedClock clock;
   RegisterFile registers{mutex};
-
-  // The cores.
-  IrqAggregatorModel irqAggregator{mutex};
-  CrosspointModel sdiRxCrosspoint{mutex};
-  CrosspointModel sdiTxCrosspoint{mutex};
-  std::array<SdiRxModel, address_map::kPaths> sdiRx{_Receiver(0), _Receiver(1), _Receiver(2),
-                                                    _Receiver(3)};
-  std::array<SdiTxModel, address_map::kPaths> sdiTx{SdiTxModel(mutex), SdiTxModel(mutex),
-                                                    SdiTxModel(mutex), SdiTxModel(mutex)};
-  std::array<FramesyncModel, address_map::kPaths> framesync{
-      FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex), FramesyncModel(mutex)};
-  std::array<AudioDelayModel, address_map::kPaths> audioDelay{
-      AudioDelayModel(mutex, clock), AudioDelayModel(mutex, clock), AudioDelayModel(mutex, clock),
-      AudioDelayModel(mutex, clock)};
-  std::array<AudioDelaySrcModel, address_map::kPaths> audioDelaySrc{_Converter(0), _Converter(1),
-                                                                    _Converter(2), _Converter(3)};
-  RefDetectModel refDetect{mutex};
-  FieldModel audioPath{mutex, audio_path_regs::kFields};
-  std::array<AudioDeembedderModel, address_map::kPaths> deembedder{_Deembedder(0), _Deembedder(1),
-                                                                   _Deembedder(2), _Deembedder(3)};
-  std::array<AudioEmbedderModel, address_map::kPaths> embedder{_Embedder(0), _Embedder(1),
-                                                               _Embedder(2), _Embedder(3)};
-  std::array<AudioInputClkGenModel, address_map::kPaths> inputClkGen{
-      AudioInputClkGenModel(mutex), AudioInputClkGenModel(mutex), AudioInputClkGenModel(mutex),
-      AudioInputClkGenModel(mutex)};
-  std::array<AudioPeakMeterModel, address_map::kPaths> inputPeakMeters{
-      AudioPeakMeterModel(mutex, 1), AudioPeakMeterModel(mutex, 1), AudioPeakMeterModel(mutex, 1),
-      AudioPeakMeterModel(mutex, 1)};
-  AudioOutputClkGenModel outputClkGen{mutex, irqAggregator, address_map::kOutputClkGen};
-  AudioPeakMeterModel outputPeakMeters{mutex, 4};
-  MadiModel madi{mutex};
-  FieldModel dante{mutex, dante_core_interface_regs::kFields};
-  AesRxModel aesRx{mutex, irqAggregator, address_map::kAesRx};
-  FieldModel aesTx{mutex, aes_tx_regs::kFields};
-  std::array<AudioMixerModel, address_map::kPaths> inputMixer{_InputMixer(), _InputMixer(),
-                                                              _InputMixer(), _InputMixer()};
-  AudioMixerModel mainMixer{mutex, AudioMixerModel::Version::kLarge, 17};
 
   // The SPI devices and the chips behind them.
   EqualiserChainModel equaliserChain{mutex, settings};
@@ -129,21 +87,10 @@ class Board {
  private:
   Board();
 
-  SdiRxModel _Receiver(std::uint32_t path) {
-    return {mutex, clock, irqAggregator, address_map::kSdiRx + path};
-  }
-  AudioDeembedderModel _Deembedder(std::uint32_t path) {
-    return {mutex, irqAggregator, address_map::kDeembedder + path};
-  }
-  AudioEmbedderModel _Embedder(std::uint32_t path) {
-    return {mutex, irqAggregator, address_map::kEmbedder + path};
-  }
-  AudioDelaySrcModel _Converter(std::uint32_t path) {
-    return {mutex, clock, audioDelay.at(path), irqAggregator, address_map::kAudioDelaySrc + path};
-  }
-  AudioMixerModel _InputMixer() { return {mutex, AudioMixerModel::Version::kSmall, 1}; }
+  CoreModel& _CoreOf(std::string_view module);
 
   std::string filesFolder_;
+  std::unique_ptr<Fpga> fpga_;
   std::unique_ptr<SignalFile> signalFile_;  // in a board with a folder; guarded by its lock
 };
 

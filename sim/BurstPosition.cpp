@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "modules/AudioMixerRegs.h"
-#include "sim/Board.h"
+#include "map/AudioMixerRegs.h"
+#include "sim/Fpga.h"
 
 namespace sim {
 namespace {
@@ -28,16 +28,17 @@ std::optional<std::uint32_t> SourceOf(const AudioMixerModel& mixer, std::uint32_
 
 }  // namespace
 
-std::optional<std::uint32_t> BurstLineAt(Board& board, std::uint32_t output, std::uint32_t pair) {
-  const auto mixed = SourceOf(board.mainMixer, output * kChannels + 2 * pair);
+std::optional<std::uint32_t> BurstLineAt(const Fpga& fpga, std::uint32_t output,
+                                         std::uint32_t pair) {
+  const auto mixed = SourceOf(fpga.mainMixer, output * kChannels + 2 * pair);
   if (!mixed || *mixed / kChannels < kFirstAroundConverter ||
-      *mixed / kChannels >= kFirstAroundConverter + address_map::kPaths) {
+      *mixed / kChannels >= kFirstAroundConverter + module_map::kPaths) {
     return std::nullopt;
   }
   const std::uint32_t input = *mixed / kChannels - kFirstAroundConverter;
   const std::uint32_t channel = *mixed % kChannels;
-  const auto embedded = SourceOf(board.inputMixer.at(input), channel);
-  const VideoSignal signal = board.sdiRx.at(input).Plugged();
+  const auto embedded = SourceOf(*fpga.inputMixer.at(input), channel);
+  const VideoSignal signal = fpga.sdiRx.at(input)->Plugged();
   if (!embedded || *embedded >= kChannels || !signal.IsPresent()) {
     return std::nullopt;
   }
@@ -47,7 +48,7 @@ std::optional<std::uint32_t> BurstLineAt(Board& board, std::uint32_t output, std
   }
   const VideoStandard& standard = signal.Standard();
   const float delayMs =
-      static_cast<float>(board.audioDelay.at(input).DelayOf(channel)) / kSamplesPerMs;
+      static_cast<float>(fpga.audioDelay.at(input)->DelayOf(channel)) / kSamplesPerMs;
   const float lines =
       delayMs / standard.GetFramePeriodMs() * static_cast<float>(standard.totalLines);
   const auto behind = static_cast<std::uint64_t>(std::lround(lines));

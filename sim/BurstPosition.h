@@ -5,7 +5,7 @@
 
 namespace sim {
 
-class Board;
+class Fpga;
 
 /// The video line of an output, counted from 1, in which the bursts of an embedder's pair start:
 /// the line of the input that the main mixer passes to it around a converter, moved on by the delay
@@ -13,6 +13,7 @@ class Board;
 /// into the input, whether or not the input's receiver and de-embedder run.
 ///
 /// `output`: 0 to 3; `pair`: 0 to 7. The board's lock is held.
-std::optional<std::uint32_t> BurstLineAt(Board& board, std::uint32_t output, std::uint32_t pair);
+std::optional<std::uint32_t> BurstLineAt(const Fpga& fpga, std::uint32_t output,
+                                         std::uint32_t pair);
 
 }  // namespace sim

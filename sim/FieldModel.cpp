@@ -21,6 +21,9 @@ FieldModel::FieldModel(BoardMutex& mutex, std::span<const Field> fields)
     } else if (field.access == Access::kWriteOneToClear) {
       reg.clearedByOne |= mask;
     }
+    if (std::string_view(field.name) == "reset") {
+      reg.value |= mask;
+    }
   }
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 #include "sim/CoreModel.h"
 #include "sim/RegisterFile.h"
 
@@ -13,7 +13,8 @@ namespace sim {
 
 /// A core that is built on its register table. It holds the words that fields cover and answers
 /// each field as its Access says: status ignores writes, strobes read back as 0, flags clear on a
-/// written 1. A derived model adds what follows from an access in OnLoad and OnStore.
+/// written 1. Powered up, a core is held in reset by its field "reset" and all else is 0. A derived
+/// model adds what follows from an access in OnLoad and OnStore.
 ///
 /// Thread-safe: the public operations take the board's lock; the hooks are called with it held.
 class FieldModel : public CoreModel {

@@ -19,6 +19,11 @@ void RegisterFile::Attach(std::uint32_t base, CoreModel& model) {
   models_.at(base / kSlotBytes) = &model;
 }
 
+CoreModel* RegisterFile::ModelAt(std::uint32_t base) const {
+  const std::lock_guard lock(mutex_);
+  return models_.at(base / kSlotBytes);
+}
+
 void RegisterFile::BeforeLoad(std::function<void()> hook) {
   const std::lock_guard lock(mutex_);
   beforeLoad_ = std::move(hook);

@@ -52,6 +52,9 @@ class RegisterFile {
   /// Puts a model into the slot at `base`, in place of what was there. The model is not owned.
   void Attach(std::uint32_t base, CoreModel& model);
 
+  /// The model in the slot at `base`, or null.
+  CoreModel* ModelAt(std::uint32_t base) const;
+
   /// Calls `hook` before each load of the program under test, with the board's lock held: the place
   /// to follow what a person does to the board.
   void BeforeLoad(std::function<void()> hook);

@@ -15,8 +15,8 @@
 #include "devices/SdiCableEqInterface.h"
 #include "log/Log.h"
 #include "modules/SdiRx.h"
-#include "modules/TopFpga.h"
 #include "modules/VideoCrosspoint.h"
+#include "top/TopFpga.h"
 
 namespace {
 

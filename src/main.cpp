@@ -13,7 +13,7 @@
 #include "devices/SdiCableEqInterface.h"
 #include "interfaces/Spi_Soc.h"
 #include "log/Log.h"
-#include "modules/TopFpga.h"
+#include "top/TopFpga.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "sim/models/AesRxModel.h"
 
-#include "modules/AesRxRegs.h"
+#include "map/AesRxRegs.h"
 
 namespace sim {
 namespace {
@@ -22,7 +22,6 @@ constexpr std::uint32_t BurstWord(std::uint32_t line) {
 AesRxModel::AesRxModel(BoardMutex& mutex, IrqAggregatorModel& aggregator, std::uint32_t irqLine)
     : FieldModel(mutex, aes_rx_regs::kFields), aggregator_(aggregator), irqLine_(irqLine) {
   plugged_.fill(kNothing);
-  Set("reset", 1);
   Set("irqMask", kIrqLock | kIrqBurst);
 }
 

@@ -1,6 +1,6 @@
 #include "sim/models/AudioDeembedderModel.h"
 
-#include "modules/AudioDeembedderRegs.h"
+#include "map/AudioDeembedderRegs.h"
 
 namespace sim {
 namespace {
@@ -21,7 +21,6 @@ AudioDeembedderModel::AudioDeembedderModel(BoardMutex& mutex, IrqAggregatorModel
       aggregator_(aggregator),
       irqLine_(irqLine) {
   pairs_.fill(kNoAudio);
-  Set("reset", 1);
   Set("irqMask", kAllIrqSources);
   Set("avSyncFifoEmpty", 1);
 }

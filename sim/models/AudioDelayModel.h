@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "modules/AudioDelayRegs.h"
+#include "map/AudioDelayRegs.h"
 #include "sim/FieldModel.h"
 #include "sim/SimulatedClock.h"
 

@@ -1,6 +1,6 @@
 #include "sim/models/AudioDelaySrcModel.h"
 
-#include "modules/AudioDelaySrcRegs.h"
+#include "map/AudioDelaySrcRegs.h"
 
 namespace sim {
 namespace {

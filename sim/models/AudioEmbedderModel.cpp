@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "modules/AudioEmbedderRegs.h"
+#include "map/AudioEmbedderRegs.h"
 
 namespace sim {
 namespace {
@@ -19,7 +19,6 @@ constexpr std::uint32_t kLastLine = 0xFFF + kLineOffset;
 AudioEmbedderModel::AudioEmbedderModel(BoardMutex& mutex, IrqAggregatorModel& aggregator,
                                        std::uint32_t irqLine)
     : FieldModel(mutex, audio_embedder_regs::kFields), aggregator_(aggregator), irqLine_(irqLine) {
-  Set("reset", 1);
   Set("irqReset", 1);
   Set("irqMask", 1);
 }

@@ -1,12 +1,11 @@
 #include "sim/models/AudioInputClkGenModel.h"
 
-#include "modules/AudioInputClkGenRegs.h"
+#include "map/AudioInputClkGenRegs.h"
 
 namespace sim {
 
 AudioInputClkGenModel::AudioInputClkGenModel(BoardMutex& mutex)
     : FieldModel(mutex, audio_input_clk_gen_regs::kFields) {
-  Set("reset", 1);
   Set("irqMask", 7);
 }
 

@@ -12,7 +12,6 @@ AudioMixerModel::AudioMixerModel(BoardMutex& mutex, Version version, std::uint32
     : FieldModel(mutex, audio_mixer_regs::kFields) {
   Set("large_mixer", version == Version::kLarge ? 1 : 0);
   Set("num_links", links);
-  Set("reset", 1);
 }
 
 void AudioMixerModel::HoldSwap(bool hold) {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "modules/AudioMixerRegs.h"
+#include "map/AudioMixerRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "modules/AudioOutputClkGenRegs.h"
+#include "map/AudioOutputClkGenRegs.h"
 
 namespace sim {
 
@@ -11,7 +11,6 @@ AudioOutputClkGenModel::AudioOutputClkGenModel(BoardMutex& mutex, IrqAggregatorM
     : FieldModel(mutex, audio_output_clk_gen_regs::kFields),
       aggregator_(aggregator),
       irqLine_(irqLine) {
-  Set("reset", 1);
   Set("irqMask", 7);
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "modules/AudioPeakMeterRegs.h"
+#include "map/AudioPeakMeterRegs.h"
 
 namespace sim {
 
@@ -11,7 +11,6 @@ AudioPeakMeterModel::AudioPeakMeterModel(BoardMutex& mutex, std::uint32_t links)
       levels_(std::size_t{links} * kChannelsPerLink),
       measuring_(levels_),
       handedOut_(levels_) {
-  Set("reset", 1);
   Set("num_audio_links", links);
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "modules/FramesyncRegs.h"
+#include "map/FramesyncRegs.h"
 #include "video/VideoStandardTable.h"
 
 namespace sim {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "modules/IrqHandlerRegs.h"
+#include "map/IrqHandlerRegs.h"
 
 namespace sim {
 namespace {

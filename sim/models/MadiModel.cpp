@@ -1,11 +1,10 @@
 #include "sim/models/MadiModel.h"
 
-#include "modules/MadiRegs.h"
+#include "map/MadiRegs.h"
 
 namespace sim {
 
 MadiModel::MadiModel(BoardMutex& mutex) : FieldModel(mutex, madi_regs::kFields) {
-  Set("reset", 1);
 }
 
 void MadiModel::Plug(std::uint32_t sampleCount) {

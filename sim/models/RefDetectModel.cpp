@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "modules/RefDetectRegs.h"
+#include "map/RefDetectRegs.h"
 #include "video/VideoStandardTable.h"
 
 namespace sim {
@@ -37,7 +37,6 @@ Counts CountsOf(const VideoStandard& standard) {
 }  // namespace
 
 RefDetectModel::RefDetectModel(BoardMutex& mutex) : FieldModel(mutex, ref_detect_regs::kFields) {
-  Set("reset", 1);
 }
 
 void RefDetectModel::SetReference(Input input, int standardId) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "modules/SdiRxRegs.h"
+#include "map/SdiRxRegs.h"
 #include "support/Saturate.h"
 
 namespace sim {
@@ -71,7 +71,6 @@ SdiRxModel::SdiRxModel(BoardMutex& mutex, const SimulatedClock& clock,
                        IrqAggregatorModel& aggregator, std::uint32_t irqLine)
     : FieldModel(mutex, kFields), clock_(clock), aggregator_(aggregator), irqLine_(irqLine) {
   Set("rxRevCap", kRevision);
-  Set("reset", 1);
   Set("irqMask", kAllIrqSources);
 }
 

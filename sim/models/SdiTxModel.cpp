@@ -1,6 +1,6 @@
 #include "sim/models/SdiTxModel.h"
 
-#include "modules/SdiTxRegs.h"
+#include "map/SdiTxRegs.h"
 
 namespace sim {
 

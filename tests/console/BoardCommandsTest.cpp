@@ -15,8 +15,9 @@
 #include "devices/M23664_Soc.h"
 #include "devices/SdiCableEqInterface.h"
 #include "interfaces/Spi_Soc.h"
-#include "modules/TopFpga.h"
 #include "sim/Board.h"
+#include "sim/models/SdiTxModel.h"
+#include "top/TopFpga.h"
 
 namespace {
 
@@ -113,9 +114,9 @@ TEST_F(BoardCommandsTest, TransmitterIsSetUpInItsOrder) {
   const std::string fields = Run("bitfields txsdisetup 1");
   const std::vector<sim::RegisterAccess> stores = board.registers.TakeStores();
   ASSERT_EQ(stores.size(), 24U);
-  EXPECT_EQ(board.sdiTx[1].Get("ncoV"), 958U);
-  EXPECT_EQ(board.sdiTx[1].Get("picxoCeDspRate"), 4095U);
-  EXPECT_EQ(board.sdiTx[1].Get("postCursor"), 5U);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx1").Get("ncoV"), 958U);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx1").Get("picxoCeDspRate"), 4095U);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx1").Get("postCursor"), 5U);
   // The last four pulse both resets in the register at 0: core on, loop on, loop off, core off.
   EXPECT_EQ(stores[20].value & 0x81, 0x01U);
   EXPECT_EQ(stores[21].value & 0x81, 0x81U);

@@ -6,6 +6,16 @@
 #include <cstdlib>
 
 #include "sim/Board.h"
+#include "sim/FieldModel.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioDelayModel.h"
+#include "sim/models/AudioEmbedderModel.h"
+#include "sim/models/AudioMixerModel.h"
+#include "sim/models/CrosspointModel.h"
+#include "sim/models/FramesyncModel.h"
+#include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/MadiModel.h"
+#include "sim/models/SdiTxModel.h"
 #include "video/Video.h"
 
 namespace {
@@ -57,16 +67,19 @@ TEST_F(FollowInputsTest, FollowsWhatIsPluggedChangedAndLost) {
   board_.Plug(1, sim::SignalOf(41));
   Loop(2);
   EXPECT_EQ(Take(), (std::vector<std::string>{"input 1: 1920x1080p 60 A BT.709"}));
-  EXPECT_EQ(board_.framesync[1].Get("videoType"), GetVideoStandard(41).framesyncVideoType);
-  EXPECT_EQ(board_.framesync[1].Get("lockToInput"), 1U);
-  EXPECT_EQ(board_.sdiTx[1].Get("std"), 2U);  // 3G
-  EXPECT_EQ(board_.embedder[1].Get("embeddingIsActive"), 1U);
+  EXPECT_EQ(board_.Core<sim::FramesyncModel>("framesync1").Get("videoType"),
+            GetVideoStandard(41).framesyncVideoType);
+  EXPECT_EQ(board_.Core<sim::FramesyncModel>("framesync1").Get("lockToInput"), 1U);
+  EXPECT_EQ(board_.Core<sim::SdiTxModel>("sdi_tx1").Get("std"), 2U);  // 3G
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_1").Get("embeddingIsActive"), 1U);
   for (std::uint32_t path = 0; path < 4; ++path) {
-    EXPECT_EQ(board_.sdiRxCrosspoint.SourceOf(path), static_cast<int>(path));
-    EXPECT_EQ(board_.sdiTxCrosspoint.SourceOf(path), static_cast<int>(path));
+    EXPECT_EQ(board_.Core<sim::CrosspointModel>("sdi_rx_crosspoint").SourceOf(path),
+              static_cast<int>(path));
+    EXPECT_EQ(board_.Core<sim::CrosspointModel>("sdi_tx_crosspoint").SourceOf(path),
+              static_cast<int>(path));
   }
-  EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), 1U);
-  EXPECT_EQ(board_.audioDelay[1].Get("glbl_reset"), 0U);
+  EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_1_deemb").Get("deembed_en"), 1U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("glbl_reset"), 0U);
 
   board_.Plug(1, sim::SignalOf(18));
   Loop(2);
@@ -77,20 +90,22 @@ TEST_F(FollowInputsTest, FollowsWhatIsPluggedChangedAndLost) {
   board_.Plug(1, {});
   Loop(2);
   EXPECT_EQ(Take(), (std::vector<std::string>{"input 1: no signal"}));
-  EXPECT_EQ(board_.audioDelay[1].Get("glbl_reset"), 1U);
-  EXPECT_EQ(board_.deembedder[1].Get("reset"), 1U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("glbl_reset"), 1U);
+  EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_1_deemb").Get("reset"), 1U);
 }
 
 TEST_F(FollowInputsTest, BringsDolbyEToItsLineAndKeepsItThere) {
   board_.Plug(0, WithDolbyE(41, 3));
   Loop(2);
-  EXPECT_EQ(board_.embedder[0].Get("nonPcmSelect"), 0b11U << 6);
-  EXPECT_EQ(board_.madi.Get("nonPcmChannels1To32"), 0b11U << 6);
-  EXPECT_EQ(board_.aesTx.Get("perChannelNonPcm"), 0b11U << 6);
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_0").Get("nonPcmSelect"), 0b11U << 6);
+  EXPECT_EQ(board_.Core<sim::MadiModel>("out_aud_madi_rx").Get("nonPcmChannels1To32"), 0b11U << 6);
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud_aes_tx").Get("perChannelNonPcm"), 0b11U << 6);
   // The mixers' threads program what the graph asked for.
   constexpr std::uint64_t kUnity = 0x10000;
-  ASSERT_TRUE(board_.mainMixer.AwaitCoeff(6 * 16, std::uint64_t{4 * 16 + 6} << 24 | kUnity));
-  ASSERT_TRUE(board_.inputMixer[0].AwaitCoeff(6 * 16, std::uint64_t{6} << 24 | kUnity));
+  ASSERT_TRUE(board_.Core<sim::AudioMixerModel>("out_aud_mixer")
+                  .AwaitCoeff(6 * 16, std::uint64_t{4 * 16 + 6} << 24 | kUnity));
+  ASSERT_TRUE(board_.Core<sim::AudioMixerModel>("in_aud_0_mixer")
+                  .AwaitCoeff(6 * 16, std::uint64_t{6} << 24 | kUnity));
   Take();
 
   Loop(200);
@@ -102,25 +117,25 @@ TEST_F(FollowInputsTest, BringsDolbyEToItsLineAndKeepsItThere) {
   embedder.GetPairNonPcmInfo(3, &type, &line);
   const int ideal = GetVideoStandard(41).auxLines;
   EXPECT_LE(std::abs(line - ideal), 2) << line;
-  const std::uint32_t delay = board_.audioDelay[0].DelayOf(6);
+  const std::uint32_t delay = board_.Core<sim::AudioDelayModel>("in_aud_0_audio_delay").DelayOf(6);
   EXPECT_GT(delay, 64U);
   Loop(2000);  // ten more looks leave it there
-  EXPECT_EQ(board_.audioDelay[0].DelayOf(6), delay);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_0_audio_delay").DelayOf(6), delay);
 
   Take();
   board_.Plug(0, sim::SignalOf(41));
   Loop(400);
   EXPECT_TRUE(Said("output 0: pair 3 PCM"));
-  EXPECT_EQ(board_.aesTx.Get("perChannelNonPcm"), 0U);
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud_aes_tx").Get("perChannelNonPcm"), 0U);
 }
 
 TEST_F(FollowInputsTest, HoldsTheDelayAgainstDrift) {
   board_.Plug(2, sim::SignalOf(41));
   Loop(2);
-  const std::uint32_t delay = board_.audioDelay[2].DelayOf(0);
-  board_.audioDelay[2].Drift(300);
+  const std::uint32_t delay = board_.Core<sim::AudioDelayModel>("in_aud_2_audio_delay").DelayOf(0);
+  board_.Core<sim::AudioDelayModel>("in_aud_2_audio_delay").Drift(300);
   Loop(4000);  // 20 s: a second's tick, and 1019 samples for each of 300
-  EXPECT_EQ(board_.audioDelay[2].DelayOf(0), delay);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_2_audio_delay").DelayOf(0), delay);
 }
 
 TEST_F(FollowInputsTest, ManyChangesEndWithTheLast) {
@@ -131,9 +146,10 @@ TEST_F(FollowInputsTest, ManyChangesEndWithTheLast) {
   board_.Plug(3, WithDolbyE(6, 5));
   Loop(2);
   EXPECT_EQ(fpga_.GetSdiRxs()[3]->GetVideoFormat().standardId, 6U);
-  EXPECT_EQ(board_.framesync[3].Get("videoType"), GetVideoStandard(6).framesyncVideoType);
-  EXPECT_EQ(board_.embedder[3].Get("nonPcmSelect"), 0b11U << 10);
-  EXPECT_EQ(board_.irqAggregator.Get("irqOutputStatus"), 0U);
+  EXPECT_EQ(board_.Core<sim::FramesyncModel>("framesync3").Get("videoType"),
+            GetVideoStandard(6).framesyncVideoType);
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_3").Get("nonPcmSelect"), 0b11U << 10);
+  EXPECT_EQ(board_.Core<sim::IrqAggregatorModel>("irq_handler").Get("irqOutputStatus"), 0U);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include "log/Log.h"
 #include "modules/AesTx.h"
 #include "sim/Board.h"
+#include "sim/FieldModel.h"
+#include "sim/models/AesRxModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -35,7 +37,7 @@ class AesTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AesRxModel& rxModel = board.aesRx;
+  sim::AesRxModel& rxModel = board.Core<sim::AesRxModel>("out_aud_aes_rx");
   AesRxDriverControl rx{"aes_rx", kRxBase, 0, 41};
   AesTx tx{"aes_tx", kTxBase, 0};
 };
@@ -210,19 +212,19 @@ TEST_F(AesTest, TransmitterMarksBothChannelsOfAPair) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.log);
-    board.aesTx.SetWord(0, 0xABCF1234);
+    board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0xABCF1234);
     EXPECT_EQ(AccessesOf([&] { tx.OnAudioTypeChange(c.types); }),
               (std::vector{Loaded(kTxBase, 0xABCF1234), Stored(kTxBase, 0xABCF0000 | c.marks)}));
     EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{6, c.log}}));
   }
-  board.aesTx.SetWord(0, 0xFFFDFFFF);
+  board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0xFFFDFFFF);
   EXPECT_EQ(AccessesOf([&] { tx.ResetAndRelease(); }),
             (std::vector{Loaded(kTxBase, 0xFFFDFFFF), Stored(kTxBase, 0xFFFFFFFF),
                          Loaded(kTxBase, 0xFFFFFFFF), Stored(kTxBase, 0xFFFDFFFF)}));
 }
 
 TEST_F(AesTest, TransmitterReportsItsMarks) {
-  board.aesTx.SetWord(0, 0x00018001);
+  board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0x00018001);
   std::string report = "old";
   std::uint8_t more = 1;
   EXPECT_EQ(AccessesOf([&] { tx.DumpStatus(1, 2, report, &more); }),

@@ -6,6 +6,9 @@
 #include "modules/AudioOutputClkGen.h"
 #include "modules/DanteCoreInterface.h"
 #include "sim/Board.h"
+#include "sim/models/AudioInputClkGenModel.h"
+#include "sim/models/AudioOutputClkGenModel.h"
+#include "sim/models/IrqAggregatorModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -21,13 +24,17 @@ constexpr std::uint32_t kDante = 0x2800000;
 class AudioClkGenTest : public testing::Test {
  protected:
   bool LineIsRaised() {
-    board.irqAggregator.Store(0x44, 1U << 4);  // line 36: the latched bit goes, a raised line stays
-    return (board.irqAggregator.Get("irq_status_32_63") & 1U << 4) != 0;
+    board.Core<sim::IrqAggregatorModel>("irq_handler")
+        .Store(0x44, 1U << 4);  // line 36: the latched bit goes, a raised line stays
+    return (board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irq_status_32_63") & 1U << 4) !=
+           0;
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioInputClkGenModel& inputModel = board.inputClkGen[3];
-  sim::AudioOutputClkGenModel& outputModel = board.outputClkGen;
+  sim::AudioInputClkGenModel& inputModel =
+      board.Core<sim::AudioInputClkGenModel>("in_aud_3_clk_gen");
+  sim::AudioOutputClkGenModel& outputModel =
+      board.Core<sim::AudioOutputClkGenModel>("out_aud_clk_gen");
   AudioInputClkGen input{"in_clk_gen", kInput, 0};
   AudioOutputClkGen output{"out_clk_gen", kOutput, 0, 36};
 };

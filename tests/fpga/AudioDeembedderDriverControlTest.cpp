@@ -6,6 +6,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDeembedderModel.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ class AudioDeembedderDriverControlTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioDeembedderModel& core = board.deembedder[0];
+  sim::AudioDeembedderModel& core = board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb");
   AudioDeembedderDriverControl control{"in_aud_0_deemb", 0xC00000, 0, 12};
   std::vector<ChInfoPtr> infos;
   std::vector<int> changed;  // channels, in order

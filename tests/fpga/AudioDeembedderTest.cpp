@@ -7,6 +7,7 @@
 #include "log/Log.h"
 #include "modules/IrqHandler.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDeembedderModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -40,7 +41,7 @@ class AudioDeembedderTest : public testing::Test {
   AudioDeembedderTest() { SetLogLevel(kLogDebug); }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioDeembedderModel& core = board.deembedder[1];
+  sim::AudioDeembedderModel& core = board.Core<sim::AudioDeembedderModel>("in_aud_1_deemb");
   AudioDeembedder deembedder{"in_aud_1_deemb", kBase, 0, 13};
 };
 

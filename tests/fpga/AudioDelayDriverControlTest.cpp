@@ -8,6 +8,8 @@
 #include "controls/AudioDelayDecision.h"
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDelayModel.h"
+#include "sim/models/AudioDelaySrcModel.h"
 
 namespace {
 
@@ -129,8 +131,9 @@ class AudioDelayDriverControlTest : public testing::Test {
   static constexpr std::uint32_t kDelay = 0x1F00000;
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioDelayModel& core = board.audioDelay[3];
-  sim::AudioDelaySrcModel& converter = board.audioDelaySrc[3];
+  sim::AudioDelayModel& core = board.Core<sim::AudioDelayModel>("in_aud_3_audio_delay");
+  sim::AudioDelaySrcModel& converter =
+      board.Core<sim::AudioDelaySrcModel>("in_aud_3_audio_delay_src");
   AudioDelayDriverControl control{"in3_audio_delay", kDelay, 0x2300000, 3, 35};
   std::array<ChInfoPtr, 16> sources, outputs;
 };

@@ -8,6 +8,7 @@
 #include "modules/AudioDelay.h"
 #include "modules/IrqHandler.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDelaySrcModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -29,7 +30,7 @@ class AudioDelaySrcTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioDelaySrcModel& core = board.audioDelaySrc[2];
+  sim::AudioDelaySrcModel& core = board.Core<sim::AudioDelaySrcModel>("in_aud_2_audio_delay_src");
   AudioDelaySrc converter{"audio_delay_src2", kBase, 2, 34};
 };
 

@@ -6,6 +6,8 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/FieldModel.h"
+#include "sim/models/AudioDelayModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -40,7 +42,7 @@ class AudioDelayTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioDelayModel& core = board.audioDelay[1];
+  sim::AudioDelayModel& core = board.Core<sim::AudioDelayModel>("in_aud_1_audio_delay");
   AudioDelay delay{"audio_delay1", kBase, 1};
 };
 
@@ -82,7 +84,7 @@ TEST_F(AudioDelayTest, SetupPassesThroughResetAndClearsWhatPiledUp) {
 
 TEST_F(AudioDelayTest, SetupNeedsDramForAChunk) {
   AudioDelay without{"audio_delay2", kBase + 0x100000, 2};
-  board.audioDelay[2].SetWord(0, 0);
+  board.Core<sim::AudioDelayModel>("in_aud_2_audio_delay").SetWord(0, 0);
   EXPECT_EQ(StoresOf([&] { without.Setup(); }), (std::vector{Stored(kBase + 0x100000, 1)}));
   EXPECT_EQ(board.log.WithoutOrigins(),
             (std::vector<LogRecord>{{3,

@@ -9,6 +9,7 @@
 #include "log/Log.h"
 #include "modules/IrqHandler.h"
 #include "sim/Board.h"
+#include "sim/models/AudioEmbedderModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -34,7 +35,7 @@ class AudioEmbedderTest : public testing::Test {
   AudioEmbedderTest() { SetLogLevel(kLogInfo); }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioEmbedderModel& core = board.embedder[1];
+  sim::AudioEmbedderModel& core = board.Core<sim::AudioEmbedderModel>("emb_1");
   AudioEmbedderDriverControl embedder{"emb_1", kBase, 1, 53};
 };
 

@@ -8,6 +8,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/AudioMixerModel.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ class AudioMixerDriverControlTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioMixerModel& model = board.mainMixer;
+  sim::AudioMixerModel& model = board.Core<sim::AudioMixerModel>("out_aud_mixer");
   ChInfoPtr sources[17][16];
   ChInfoPtr outputs[13][16];
   AudioMixerDriverControl control{"main_mixer", 0x2500000, 4, 17, 13};
@@ -227,12 +228,12 @@ TEST_F(AudioMixerDriverControlTest, ARouteThatFailsKeepsItsPlaceWithoutCoefficie
 
 // More links than the table of controls has, and no channel information at all.
 TEST_F(AudioMixerDriverControlTest, StandsWithoutChannelInformation) {
-  board.inputMixer[0].Set("num_links", 20);
+  board.Core<sim::AudioMixerModel>("in_aud_0_mixer").Set("num_links", 20);
   AudioMixerDriverControl bare("bare", 0x1400000, 0, 1, 20);
   bare.Initialize();
   bare.UpdateSourceControl(15, 3, {Index(0, 9), 0, 0, 0});
-  ASSERT_TRUE(board.inputMixer[0].AwaitToggles(1));
-  const Words words = board.inputMixer[0].AudibleCoeffs();
+  ASSERT_TRUE(board.Core<sim::AudioMixerModel>("in_aud_0_mixer").AwaitToggles(1));
+  const Words words = board.Core<sim::AudioMixerModel>("in_aud_0_mixer").AudibleCoeffs();
   EXPECT_EQ(words[(15 * 16 + 3) * 16], Word(0, 9));
   EXPECT_EQ(words[16 * 256], 0U);
   EXPECT_EQ(bare.GetLinkAtDest(16, 0), 0);

@@ -11,6 +11,7 @@
 #include "audio/AudioMixerSingleRoute.h"
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/AudioMixerModel.h"
 
 namespace {
 
@@ -98,7 +99,7 @@ class AudioMixerTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::AudioMixerModel& model = board.inputMixer[1];
+  sim::AudioMixerModel& model = board.Core<sim::AudioMixerModel>("in_aud_1_mixer");
   std::optional<AudioMixer> mixer{std::in_place, "mixer", kBase, 1};
 };
 

@@ -8,6 +8,17 @@
 #include "audio/AudioPathFacadeImpl.h"
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/FieldModel.h"
+#include "sim/models/AesRxModel.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioDelayModel.h"
+#include "sim/models/AudioDelaySrcModel.h"
+#include "sim/models/AudioEmbedderModel.h"
+#include "sim/models/AudioInputClkGenModel.h"
+#include "sim/models/AudioMixerModel.h"
+#include "sim/models/AudioOutputClkGenModel.h"
+#include "sim/models/AudioPeakMeterModel.h"
+#include "sim/models/MadiModel.h"
 #include "support/Accesses.h"
 #include "video/Video.h"
 
@@ -72,7 +83,7 @@ class AudioPath : public testing::Test {
 
   // Sets an input's pair and lets the graph see it.
   void Plug(std::size_t input, std::size_t pair, const sim::AudioPair& audio) {
-    board_.deembedder[input].Plug(pair, audio);
+    board_.Core<sim::AudioDeembedderModel>("in_aud_#_deemb", input).Plug(pair, audio);
     audio_.GetInputAudioPathFacadeAtIndex(input)->GetDeembedder().UpdatePairTypes();
   }
 
@@ -86,8 +97,10 @@ class AudioPath : public testing::Test {
       audio_.GetEmbedderAtIndex(embedder).OnVideoTypeChange(0, kStandard);
     }
     // From here on the mixers' threads rest: the last route of each is heard.
-    ASSERT_TRUE(board_.inputMixer[1].AwaitCoeff(15 * 16, Passed(0, 15)));
-    ASSERT_TRUE(board_.mainMixer.AwaitCoeff((12 * 16 + 15) * 16, Passed(1, 15)));
+    ASSERT_TRUE(
+        board_.Core<sim::AudioMixerModel>("in_aud_1_mixer").AwaitCoeff(15 * 16, Passed(0, 15)));
+    ASSERT_TRUE(board_.Core<sim::AudioMixerModel>("out_aud_mixer")
+                    .AwaitCoeff((12 * 16 + 15) * 16, Passed(1, 15)));
   }
 
   // What was logged, without the line with which a mixer's thread starts whenever it gets to it.
@@ -143,9 +156,10 @@ TEST_F(AudioPath, ComesUpInOrder) {
   for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_TRUE(audio_.GetInputAudioPathFacadeAtIndex(i)->GetDelay().IsHeldInReset()) << i;
     EXPECT_TRUE(audio_.GetInputAudioPathFacadeAtIndex(i)->GetDelaySrc().IsHeldInReset()) << i;
-    EXPECT_EQ(board_.deembedder[i].Get("reset"), 0U) << i;
+    EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_#_deemb", i).Get("reset"), 0U) << i;
   }
-  EXPECT_EQ(board_.audioPath.Word(8), 0b1010U);  // both groups enabled as inputs
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud").Word(8),
+            0b1010U);  // both groups enabled as inputs
 }
 
 TEST_F(AudioPath, LeavesTheMainMixerAndClocksAloneUnlessAllIsReset) {
@@ -159,15 +173,23 @@ TEST_F(AudioPath, LeavesTheMainMixerAndClocksAloneUnlessAllIsReset) {
       "Resetting in_aud_2_control", "Resetting in_aud_3_control"};
   const auto expectResets = [&](std::uint32_t held) {
     for (std::size_t i = 0; i < 4; ++i) {
-      EXPECT_EQ(board_.inputMixer[i].Get("reset"), held) << i;
-      EXPECT_EQ(board_.deembedder[i].Get("reset"), held) << i;
-      EXPECT_EQ(board_.inputClkGen[i].Get("reset"), held) << i;
-      EXPECT_EQ(board_.audioDelay[i].Get("glbl_reset"), held) << i;
-      EXPECT_EQ(board_.audioDelaySrc[i].Get("logic_reset"), held) << i;
-      EXPECT_EQ(board_.inputPeakMeters[i].Get("reset"), held) << i;
-      EXPECT_EQ(board_.embedder[i].Get("reset"), held) << i;
+      EXPECT_EQ(board_.Core<sim::AudioMixerModel>("in_aud_#_mixer", i).Get("reset"), held) << i;
+      EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_#_deemb", i).Get("reset"), held)
+          << i;
+      EXPECT_EQ(board_.Core<sim::AudioInputClkGenModel>("in_aud_#_clk_gen", i).Get("reset"), held)
+          << i;
+      EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_#_audio_delay", i).Get("glbl_reset"),
+                held)
+          << i;
+      EXPECT_EQ(
+          board_.Core<sim::AudioDelaySrcModel>("in_aud_#_audio_delay_src", i).Get("logic_reset"),
+          held)
+          << i;
+      EXPECT_EQ(board_.Core<sim::AudioPeakMeterModel>("in_aud_#_peak_meters", i).Get("reset"), held)
+          << i;
+      EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_#", i).Get("reset"), held) << i;
     }
-    EXPECT_EQ(board_.aesRx.Get("reset"), held);
+    EXPECT_EQ(board_.Core<sim::AesRxModel>("out_aud_aes_rx").Get("reset"), held);
   };
 
   board_.registers.StartTrace();
@@ -206,7 +228,8 @@ TEST_F(AudioPath, CarriesATypeToEveryTransmitterAndBack) {
   Take(6);
 
   Plug(1, 3, kDolbyE);
-  EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 1U << 3);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("route_pairs_via_nonsrc"),
+            1U << 3);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(2, 6), 5);  // moved to the way around the converter
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(2, 7), 5);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(2, 5), 1);
@@ -215,27 +238,32 @@ TEST_F(AudioPath, CarriesATypeToEveryTransmitterAndBack) {
     std::uint16_t line = 0;
     audio_.GetEmbedderAtIndex(e).GetPairNonPcmInfo(3, &type, &line);
     EXPECT_EQ(type, AudioType::DolbyE) << e;
-    EXPECT_EQ(board_.embedder[e].Get("nonPcmSelect"), 0b11U << 6) << e;
+    EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_#", e).Get("nonPcmSelect"), 0b11U << 6)
+        << e;
   }
-  EXPECT_EQ(board_.aesTx.Get("perChannelNonPcm"), 0b11U << 6);
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud_aes_tx").Get("perChannelNonPcm"), 0b11U << 6);
   EXPECT_EQ(seenByEmbedders.size(), 4U);
   ASSERT_EQ(seenByMadi.size(), 4U);
   EXPECT_EQ(seenByMadi.back()[3][3], AudioType::DolbyE);
   const std::vector<std::string> info = Take(6);
   EXPECT_EQ(
       std::count(info.begin(), info.end(), "Embedder audio type changed to audio type NON-PCM"), 4);
-  EXPECT_EQ(board_.madi.Get("nonPcmChannels1To32"), 0b11U << 22 | 0b11U << 6);
-  EXPECT_EQ(board_.madi.Get("nonPcmChannels33To64"), 0b11U << 22 | 0b11U << 6);
-  EXPECT_TRUE(board_.mainMixer.AwaitCoeff((2 * 16 + 6) * 16, Passed(5, 6)));
+  EXPECT_EQ(board_.Core<sim::MadiModel>("out_aud_madi_rx").Get("nonPcmChannels1To32"),
+            0b11U << 22 | 0b11U << 6);
+  EXPECT_EQ(board_.Core<sim::MadiModel>("out_aud_madi_rx").Get("nonPcmChannels33To64"),
+            0b11U << 22 | 0b11U << 6);
+  EXPECT_TRUE(board_.Core<sim::AudioMixerModel>("out_aud_mixer")
+                  .AwaitCoeff((2 * 16 + 6) * 16, Passed(5, 6)));
 
   audio_.GetInputAudioPathFacadeAtIndex(1)->GetDeembedder().UpdatePairTypes();  // nothing new
   EXPECT_EQ(seenByEmbedders.size(), 4U);
 
   Plug(1, 3, {});
-  EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 0U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("route_pairs_via_nonsrc"),
+            0U);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(2, 6), 1);
-  EXPECT_EQ(board_.embedder[0].Get("nonPcmSelect"), 0U);
-  EXPECT_EQ(board_.aesTx.Get("perChannelNonPcm"), 0U);
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_0").Get("nonPcmSelect"), 0U);
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud_aes_tx").Get("perChannelNonPcm"), 0U);
   EXPECT_EQ(seenByEmbedders.size(), 8U);
 }
 
@@ -243,21 +271,23 @@ TEST_F(AudioPath, FollowsTheAesLinesThatAreInputs) {
   BringUp();
   RouteAllFrom(16);
   for (const std::uint32_t line : {0U, 7U}) {
-    board_.aesRx.Plug(line, kDolbyE);
+    board_.Core<sim::AesRxModel>("out_aud_aes_rx").Plug(line, kDolbyE);
   }
   audio_.SetAes5To8Enable(false);
-  EXPECT_EQ(board_.audioPath.Word(8), 0b0110U);
+  EXPECT_EQ(board_.Core<sim::FieldModel>("out_aud").Word(8), 0b0110U);
   audio_.UnmaskAesRxIrq();
   board_.clock.Advance(std::chrono::seconds(3));  // what an unlock held back is over
-  board_.aesRx.Plug(1, kDolbyE);
+  board_.Core<sim::AesRxModel>("out_aud_aes_rx").Plug(1, kDolbyE);
   audio_.HandleAesRxIrq();
-  EXPECT_EQ(board_.embedder[0].Get("nonPcmSelect"), 0x000FU);  // lines 1 and 2
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_0").Get("nonPcmSelect"),
+            0x000FU);  // lines 1 and 2
   audio_.SetAes5To8Enable(true);
   audio_.SetAes1To4Enable(false);
   board_.clock.Advance(std::chrono::seconds(3));
-  board_.aesRx.Plug(1, {});
+  board_.Core<sim::AesRxModel>("out_aud_aes_rx").Plug(1, {});
   audio_.HandleAesRxIrq();
-  EXPECT_EQ(board_.embedder[0].Get("nonPcmSelect"), 0xC00FU);  // line 2 is no input any more
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_0").Get("nonPcmSelect"),
+            0xC00FU);  // line 2 is no input any more
 }
 
 TEST_F(AudioPath, SetsAnInputUpForItsStandard) {
@@ -300,13 +330,18 @@ TEST_F(AudioPath, SetsAnInputUpForItsStandard) {
 
     // Until the first standard comes, only the delay line and its converter are held.
     const std::uint32_t delayHeld = i == 0 ? 1 : report.held;
-    EXPECT_EQ(board_.audioDelay[1].Get("glbl_reset"), delayHeld);
-    EXPECT_EQ(board_.audioDelaySrc[1].Get("logic_reset"), delayHeld);
-    EXPECT_EQ(board_.inputMixer[1].Get("reset"), report.held);
-    EXPECT_EQ(board_.deembedder[1].Get("reset"), report.held);
-    EXPECT_EQ(board_.inputClkGen[1].Get("reset"), report.held);
-    EXPECT_EQ(board_.inputPeakMeters[1].Get("reset"), report.held);
-    EXPECT_EQ(board_.deembedder[1].Get("deembed_en"), report.enabled);
+    EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("glbl_reset"),
+              delayHeld);
+    EXPECT_EQ(board_.Core<sim::AudioDelaySrcModel>("in_aud_1_audio_delay_src").Get("logic_reset"),
+              delayHeld);
+    EXPECT_EQ(board_.Core<sim::AudioMixerModel>("in_aud_1_mixer").Get("reset"), report.held);
+    EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_1_deemb").Get("reset"), report.held);
+    EXPECT_EQ(board_.Core<sim::AudioInputClkGenModel>("in_aud_1_clk_gen").Get("reset"),
+              report.held);
+    EXPECT_EQ(board_.Core<sim::AudioPeakMeterModel>("in_aud_1_peak_meters").Get("reset"),
+              report.held);
+    EXPECT_EQ(board_.Core<sim::AudioDeembedderModel>("in_aud_1_deemb").Get("deembed_en"),
+              report.enabled);
   }
 }
 
@@ -317,7 +352,8 @@ TEST_F(AudioPath, FlapsAThousandTimesAndEndsWithTheLastEvent) {
   audio_.AddMadiTxAudioTypeCallback([&](const MadiAudioTypeArray&) { ++calls[1]; });
   audio_.AddAesTxAudioTypeCallback([&](const AudioTypeArray&) { ++calls[2]; });
   const auto flap = [&](int times) {
-    board_.audioDelay[1].SetRestartTime(std::nullopt);  // a restart never ends
+    board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay")
+        .SetRestartTime(std::nullopt);  // a restart never ends
     for (int i = 0; i < times; ++i) {
       input_->HandleInputVideoTypeChange(0, i % 2 == 0 ? 0 : kStandard);
       Plug(1, 2, i % 3 == 0 ? kDolbyE : sim::AudioPair{});
@@ -326,7 +362,8 @@ TEST_F(AudioPath, FlapsAThousandTimesAndEndsWithTheLastEvent) {
   // The accesses with which a pair gets its signal and turns from PCM to data. The mixers are left
   // out: their threads program them at a time of their own.
   const auto accessesOfAChange = [&] {
-    board_.audioDelay[1].SetRestartTime(std::chrono::microseconds(0));
+    board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay")
+        .SetRestartTime(std::chrono::microseconds(0));
     input_->HandleInputVideoTypeChange(0, 0);
     Plug(1, 2, kDolbyE);
     calls = {};
@@ -346,16 +383,19 @@ TEST_F(AudioPath, FlapsAThousandTimesAndEndsWithTheLastEvent) {
   const std::vector<sim::RegisterAccess> early = accessesOfAChange();
   flap(1000);
   // The last event put the pair on its way and began a restart of it that still runs.
-  EXPECT_EQ(board_.audioDelay[1].Get("restart"), 0b11U << 4);
-  EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 1U << 2);
-  EXPECT_EQ(board_.embedder[3].Get("nonPcmSelect"), 0b11U << 4);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("restart"), 0b11U << 4);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("route_pairs_via_nonsrc"),
+            1U << 2);
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_3").Get("nonPcmSelect"), 0b11U << 4);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(3, 4), 5);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(3, 11), 1);
   EXPECT_EQ(accessesOfAChange(), early);  // no more than at first
 
   Plug(1, 5, kDolbyE);
-  EXPECT_EQ(board_.audioDelay[1].Get("route_pairs_via_nonsrc"), 0b100100U);
-  EXPECT_EQ(board_.embedder[3].Get("nonPcmSelect"), 0b11'00'00'11'00'00U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("route_pairs_via_nonsrc"),
+            0b100100U);
+  EXPECT_EQ(board_.Core<sim::AudioEmbedderModel>("emb_3").Get("nonPcmSelect"),
+            0b11'00'00'11'00'00U);
   EXPECT_EQ(audio_.GetMixer(0)->GetLinkAtDest(3, 11), 5);
 }
 
@@ -369,7 +409,7 @@ TEST_F(AudioPath, AnswersAChangeOfTheOutputClock) {
   EXPECT_TRUE(board_.registers.TakeStores().empty());
   EXPECT_EQ(calls, 0);
 
-  board_.outputClkGen.Set("irqStatus", 1);
+  board_.Core<sim::AudioOutputClkGenModel>("out_aud_clk_gen").Set("irqStatus", 1);
   Take(6);
   board_.registers.StartTrace();
   audio_.HandleAudioOutputClkIrq();
@@ -402,24 +442,28 @@ TEST_F(AudioPath, PutsADolbyEFrameBackOnItsLine) {
   Plug(1, 3, kDolbyE);
   const std::uint32_t ideal = GetVideoStandard(kStandard).auxLines;
   input_->GetDelayControl().SetChannelDelay(6, 20.0F);
-  const std::uint32_t before = board_.audioDelay[1].Get("per_ch_init_delay_6");
-  board_.embedder[2].SetBurstLine(3, ideal + 2);  // within tolerance
+  const std::uint32_t before =
+      board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_6");
+  board_.Core<sim::AudioEmbedderModel>("emb_2").SetBurstLine(3, ideal + 2);  // within tolerance
   update(2, 3, &type, &line);
   EXPECT_EQ(type, AudioType::DolbyE);
   EXPECT_EQ(line, ideal + 2);
-  EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_6"), before);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_6"),
+            before);
 
   // 100 lines late of 1125 at 60 frames: 20 ms less 1.48 ms are 888.9 samples.
-  board_.embedder[2].SetBurstLine(3, ideal + 100);
+  board_.Core<sim::AudioEmbedderModel>("emb_2").SetBurstLine(3, ideal + 100);
   update(2, 3, &type, &line);
   EXPECT_EQ(before, 960U);
-  EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_6"), 888U);
-  EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_7"),
-            board_.audioDelay[1].Get("per_ch_init_delay_6"));
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_6"),
+            888U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_7"),
+            board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_6"));
 
-  board_.embedder[2].SetBurstLine(3, 4101);  // behind the frame's end
+  board_.Core<sim::AudioEmbedderModel>("emb_2").SetBurstLine(3, 4101);  // behind the frame's end
   update(2, 3, &type, &line);
-  EXPECT_EQ(board_.audioDelay[1].Get("per_ch_init_delay_6"), 888U);
+  EXPECT_EQ(board_.Core<sim::AudioDelayModel>("in_aud_1_audio_delay").Get("per_ch_init_delay_6"),
+            888U);
 
   // A pair of which one channel comes from elsewhere is PCM there.
   audio_.GetMixer(0)->UpdateSourceControl(2, 7, {.srcIndex = 0x020});
@@ -436,7 +480,7 @@ TEST_F(AudioPath, RefusesToMoveAPairWithoutARoute) {
   AudioEmbedderDriverControl& embedder = audio_.GetEmbedderAtIndex(0);
   embedder.OnVideoTypeChange(0, kStandard);
   embedder.OnAudioTypeChange(types);
-  board_.embedder[0].SetBurstLine(0, 500);
+  board_.Core<sim::AudioEmbedderModel>("emb_0").SetBurstLine(0, 500);
   Take(3);
   AudioType type{};
   std::uint16_t line = 0;
@@ -472,7 +516,7 @@ TEST_F(AudioPath, FindsItsPartsByNumber) {
 
 TEST_F(AudioPath, MetersShowEachInputAndTheOutput) {
   BringUp();
-  board_.inputPeakMeters[2].SetLevel(5, 8388607);
+  board_.Core<sim::AudioPeakMeterModel>("in_aud_2_peak_meters").SetLevel(5, 8388607);
   std::vector<std::int16_t> meters;
   for (int i = 0; i < 20; ++i) {
     audio_.UpdateMeters(3, meters);

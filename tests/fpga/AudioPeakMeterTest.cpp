@@ -4,6 +4,7 @@
 
 #include "controls/AudioPeakMeterControl.h"
 #include "sim/Board.h"
+#include "sim/models/AudioPeakMeterModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -19,8 +20,10 @@ constexpr std::uint32_t kFullScale = 8388607;
 class AudioPeakMeterTest : public testing::Test {
  protected:
   sim::Board& board = sim::Board::Get();
-  sim::AudioPeakMeterModel& inputModel = board.inputPeakMeters[3];
-  sim::AudioPeakMeterModel& outputModel = board.outputPeakMeters;
+  sim::AudioPeakMeterModel& inputModel =
+      board.Core<sim::AudioPeakMeterModel>("in_aud_3_peak_meters");
+  sim::AudioPeakMeterModel& outputModel =
+      board.Core<sim::AudioPeakMeterModel>("out_aud_peak_meters");
   AudioPeakMeterControl input{"in_peak_meters", kInput, 3, 46, 1};
   AudioPeakMeterControl output{"out_peak_meters", kOutput, 4, 47, 2};
   std::vector<std::uint32_t> peaks{1, 2, 3};

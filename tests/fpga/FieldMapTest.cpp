@@ -1,4 +1,4 @@
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 #include <gtest/gtest.h>
 
@@ -50,8 +50,8 @@ TEST(FieldMap, FaultsInATableAreSeen) {
   EXPECT_FALSE(WellFormed(std::array{Field{"a", 0, 31, 2}})) << "past bit 31";
   EXPECT_FALSE(WellFormed(std::array{Field{"a", 0, 0, 0}})) << "no bit";
   EXPECT_FALSE(WellFormed(std::array{Field{"a", 0, 0, 4}, Field{"b", 0, 3, 1}})) << "shared bit";
-  EXPECT_TRUE(
-      WellFormed(std::array{Field{"a", 0, 0, 32}, Field{"b", 0, 3, 1, Access::kReadWrite, true}}))
+  EXPECT_TRUE(WellFormed(
+      std::array{Field{"a", 0, 0, 32}, Field{"b", 0, 3, 1, Access::kReadWrite, "", true}}))
       << "shared on purpose";
 }
 

@@ -12,6 +12,7 @@
 #include "log/Log.h"
 #include "modules/Framesync.h"
 #include "sim/Board.h"
+#include "sim/models/FramesyncModel.h"
 #include "support/Accesses.h"
 
 /// A driver and its core, whose words hold garbage, so that a field write that touches its
@@ -53,6 +54,6 @@ class FramesyncFixture : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::FramesyncModel& core = board.framesync[1];
+  sim::FramesyncModel& core = board.Core<sim::FramesyncModel>("framesync1");
   FramesyncImpl framesync{"framesync1", kBase, 1};
 };

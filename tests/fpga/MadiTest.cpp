@@ -5,6 +5,7 @@
 #include "modules/MadiRx.h"
 #include "modules/MadiTx.h"
 #include "sim/Board.h"
+#include "sim/models/MadiModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -28,7 +29,7 @@ class MadiTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::MadiModel& model = board.madi;
+  sim::MadiModel& model = board.Core<sim::MadiModel>("out_aud_madi_rx");
   MadiRxImpl rx{"madi_rx", kBase, 0};
   MadiTxImpl tx{"madi_tx", kBase, 0};
 };

@@ -7,6 +7,10 @@
 #include "modules/IrqHandler.h"
 #include "modules/SdiRx.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/EqualiserChainModel.h"
+#include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/SdiRxModel.h"
 
 namespace {
 
@@ -24,7 +28,7 @@ class PluggedSignalTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::SdiRxModel& core = board.sdiRx[1];
+  sim::SdiRxModel& core = board.Core<sim::SdiRxModel>("sdi_rx1");
   IrqHandlerImpl irqs{"irq_handler", 0};
   SdiRxImpl rx{"sdi_rx1", 0x400000, 1, 4};
 };
@@ -100,7 +104,7 @@ TEST_F(PluggedSignalTest, ChangeReachesItsHandlerOnce) {
   EXPECT_EQ(handled, 4);
   EXPECT_EQ(heard, (std::vector<std::uint32_t>{16, 140, 0}));
   EXPECT_EQ(core.Get("irqStatus"), 0U);
-  EXPECT_EQ(board.irqAggregator.Get("irqOutputStatus"), 0U);
+  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irqOutputStatus"), 0U);
 
   rx.DisableIrq();
   board.Plug(1, SignalOf(16));
@@ -192,7 +196,7 @@ TEST_F(PluggedSignalTest, EqualiserSeesTheRate) {
 TEST_F(PluggedSignalTest, AudioReachesDeembedderAndMeters) {
   AudioPeakMeterControl meters("in_peak_meters", 0x2C00000, 1, 44, 1);
   meters.ResetAndRelease();
-  sim::AudioDeembedderModel& deembedder = board.deembedder[1];
+  sim::AudioDeembedderModel& deembedder = board.Core<sim::AudioDeembedderModel>("in_aud_1_deemb");
   deembedder.Set("reset", 0);
   deembedder.Set("deembed_en", 1);
   std::vector<std::uint32_t> peaks(16);
@@ -216,7 +220,7 @@ TEST_F(PluggedSignalTest, AudioReachesDeembedderAndMeters) {
   expected.resize(14, kTone);
   expected.resize(16, 8000000);
   EXPECT_EQ(peaks, expected);
-  EXPECT_EQ(board.deembedder[0].Get("audioStatus"), 0U);
+  EXPECT_EQ(board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb").Get("audioStatus"), 0U);
 
   signal.standardId = 0;  // audio needs a signal that carries it
   board.Plug(1, signal);

@@ -7,6 +7,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/RefDetectModel.h"
 #include "support/Accesses.h"
 #include "video/Video.h"
 
@@ -33,7 +34,7 @@ class RefDetectTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::RefDetectModel& model = board.refDetect;
+  sim::RefDetectModel& model = board.Core<sim::RefDetectModel>("ref_detect");
   RefDetect detect{"ref_detect", 0x3800000};
 };
 

@@ -6,6 +6,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/SdiTxModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -32,7 +33,7 @@ class SdiTxTest : public testing::Test {
   }
 
   sim::Board& board = sim::Board::Get();
-  sim::SdiTxModel& model = board.sdiTx[0];
+  sim::SdiTxModel& model = board.Core<sim::SdiTxModel>("sdi_tx0");
   SdiTxImpl tx{"sdi_tx0", 0x700000, 0};
 };
 
@@ -248,8 +249,8 @@ TEST(SdiTxOnTheBoard, ComesUpByItsOwnResets) {
   EXPECT_FALSE(tx.IsChangeDone());
   tx.ReleaseFromReset();
   EXPECT_TRUE(tx.IsChangeDone());
-  EXPECT_EQ(board.sdiTx[3].StrayAccesses(), 0U);
-  EXPECT_EQ(board.sdiTx[0].Get("txResetDone"), 0U);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx3").StrayAccesses(), 0U);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx0").Get("txResetDone"), 0U);
 }
 
 }  // namespace

@@ -10,6 +10,9 @@
 #include "modules/RefDetect.h"
 #include "modules/SdiRx.h"
 #include "sim/Board.h"
+#include "sim/SignalFile.h"
+#include "sim/models/AesRxModel.h"
+#include "sim/models/SdiRxModel.h"
 
 namespace {
 
@@ -136,14 +139,14 @@ TEST_F(SignalFileTest, NewBoardHasSignalsAndFollowsTheFile) {
   board.clock.Advance(std::chrono::milliseconds(99));
   EXPECT_EQ(rx.GetStatusText(), k1080i50);
   EXPECT_EQ(StatusText(), k720p60);
-  EXPECT_EQ(board.sdiRx[0].Plugged(), VideoSignal{});
-  EXPECT_EQ(board.sdiRx[2].Plugged(), VideoSignal{});  // its line is gone
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx0").Plugged(), VideoSignal{});
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx2").Plugged(), VideoSignal{});  // its line is gone
 
   // Another line's change doesn't disturb this one. A file that is being saved says nothing.
   rx.ArmUnlockCapture();
   Write("SDI1 = 14\nsdi0 = 5\n");
   EXPECT_TRUE(Complaints().empty());
-  EXPECT_EQ(board.sdiRx[0].Plugged(), SignalOf(5));
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx0").Plugged(), SignalOf(5));
   Write("");
   EXPECT_EQ(StatusText(), k720p60);
   std::filesystem::remove(File());
@@ -151,7 +154,7 @@ TEST_F(SignalFileTest, NewBoardHasSignalsAndFollowsTheFile) {
   EXPECT_FALSE(rx.IsRxUnlockCaptured());
   Write("# nothing\n");
   EXPECT_EQ(StatusText(), "No TRS lock");
-  EXPECT_EQ(board.sdiRx[0].Plugged(), VideoSignal{});
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx0").Plugged(), VideoSignal{});
 }
 
 TEST_F(SignalFileTest, LinesThatAreNotUnderstoodLeaveTheirInputs) {
@@ -163,8 +166,9 @@ TEST_F(SignalFileTest, LinesThatAreNotUnderstoodLeaveTheirInputs) {
                 ":1: 'sdi0 = tartan': no such standard", ":2: 'sdi4 = 5': no such input",
                 ":3: 'sdi2': no '='", ":4: 'aes2 = data 32': no such type of data",
                 ":5: 'aes9 = pcm': no such input", ":6: 'aes0 = pcm': no such input"}));
-  EXPECT_EQ(board.sdiRx[0].Plugged(), SignalOf(5));
-  EXPECT_EQ(board.sdiRx[2].Plugged(), VideoSignal{});  // nothing tells whose line that is
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx0").Plugged(), SignalOf(5));
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx2").Plugged(),
+            VideoSignal{});  // nothing tells whose line that is
 }
 
 TEST_F(SignalFileTest, LastOfSeveralLinesCounts) {
@@ -188,18 +192,18 @@ TEST_F(SignalFileTest, AesLinesFollowTheFile) {
     (void)StatusText();
     unsigned lines = 0;
     for (std::uint32_t line = 0; line < 8; ++line) {
-      lines |= board.aesRx.Word(8 * line) << line;
+      lines |= board.Core<sim::AesRxModel>("out_aud_aes_rx").Word(8 * line) << line;
     }
     return lines;
   };
   EXPECT_EQ(locked(), 0U);
   Write("aes1 = pcm\nAES8 = Dolby-E line 9\naes3 = none\n");
   EXPECT_EQ(locked(), 0x81U);
-  EXPECT_EQ(board.aesRx.Word(4), 0U);
-  EXPECT_EQ(board.aesRx.Word(60), 0x9CU);
+  EXPECT_EQ(board.Core<sim::AesRxModel>("out_aud_aes_rx").Word(4), 0U);
+  EXPECT_EQ(board.Core<sim::AesRxModel>("out_aud_aes_rx").Word(60), 0x9CU);
   Write("aes2 = data 31\naes8 = tartan\n");
   EXPECT_EQ(locked(), 0x82U);
-  EXPECT_EQ(board.aesRx.Word(12), 0x9FU);
+  EXPECT_EQ(board.Core<sim::AesRxModel>("out_aud_aes_rx").Word(12), 0x9FU);
 }
 
 // The two bytes of each chip come out in the transfer behind the one that asks for them.

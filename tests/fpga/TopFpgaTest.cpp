@@ -1,4 +1,4 @@
-#include "modules/TopFpga.h"
+#include "top/TopFpga.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +7,10 @@
 #include <cstdio>
 
 #include "sim/Board.h"
+#include "sim/models/AudioEmbedderModel.h"
+#include "sim/models/FramesyncModel.h"
+#include "sim/models/SdiRxModel.h"
+#include "sim/models/SdiTxModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -99,7 +103,8 @@ class TopFpgaPaths : public testing::TestWithParam<ActivePaths> {};
 TEST_P(TopFpgaPaths, InactivePathsStayInReset) {
   sim::Board& board = sim::Board::Get();
   board.clock.TakeOver();
-  for (sim::AudioEmbedderModel& embedder : board.embedder) {  // a test pattern from before
+  for (std::size_t i = 0; i < 4; ++i) {  // a test pattern from before
+    auto& embedder = board.Core<sim::AudioEmbedderModel>("emb_#", i);
     embedder.Set("avAlignTpgEn", 1);
     embedder.Set("avAlignTpgNumFrames", 77);
   }
@@ -109,17 +114,21 @@ TEST_P(TopFpgaPaths, InactivePathsStayInReset) {
   EXPECT_EQ(fpga.GetSdiTxs().size(), GetParam().active);
   for (std::size_t i = 0; i < 4; ++i) {
     const std::uint32_t held = i < GetParam().active ? 0 : 1;
-    EXPECT_EQ(board.sdiRx[i].Get("reset"), held) << i;
-    EXPECT_EQ(board.sdiRx[i].Get("modeEnable"), 31U) << i;  // set up in any case
-    EXPECT_EQ(board.framesync[i].Get("reset"), held) << i;
-    EXPECT_EQ(board.sdiTx[i].Get("reset"), held) << i;
-    EXPECT_EQ(board.embedder[i].Get("reset"), 0U) << i;  // audio comes up in any case
-    EXPECT_EQ(board.embedder[i].Get("avAlignTpgEn"), 0U) << i;
-    EXPECT_EQ(board.embedder[i].Get("avAlignTpgNumFrames"), 10U) << i;  // the shortest cycle
+    EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx#", i).Get("reset"), held) << i;
+    EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx#", i).Get("modeEnable"), 31U)
+        << i;  // set up in any case
+    EXPECT_EQ(board.Core<sim::FramesyncModel>("framesync#", i).Get("reset"), held) << i;
+    EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx#", i).Get("reset"), held) << i;
+    EXPECT_EQ(board.Core<sim::AudioEmbedderModel>("emb_#", i).Get("reset"), 0U)
+        << i;  // audio comes up in any case
+    EXPECT_EQ(board.Core<sim::AudioEmbedderModel>("emb_#", i).Get("avAlignTpgEn"), 0U) << i;
+    EXPECT_EQ(board.Core<sim::AudioEmbedderModel>("emb_#", i).Get("avAlignTpgNumFrames"),
+              10U)
+        << i;  // the shortest cycle
   }
   for (std::size_t i = 0; i < fpga.GetFramesyncs().size(); ++i) {
     fpga.GetFramesyncs()[i]->SetupFormat(18);  // lays its memory out, in units of 64 bytes
-    EXPECT_EQ(board.framesync[i].Get("baseAddr"), 0x800000U * i) << i;
+    EXPECT_EQ(board.Core<sim::FramesyncModel>("framesync#", i).Get("baseAddr"), 0x800000U * i) << i;
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "sim/models/CrosspointModel.h"
 #include "support/Accesses.h"
 
 namespace {
@@ -34,7 +35,7 @@ TEST_F(OneCrosspoint, DestinationComesAliveInTwoSteps) {
                 {6, "sdi_rx_crosspoint Routing src 2 to dest 1 using xpt 0 output 1."}}));
   EXPECT_EQ(StoresOf([&] { EXPECT_EQ(xpt.SetOutputDisable(1, false, false), 0); }),
             (std::vector{Stored(0x100004, 2)}));
-  EXPECT_EQ(board.sdiRxCrosspoint.SourceOf(1), 2);
+  EXPECT_EQ(board.Core<sim::CrosspointModel>("sdi_rx_crosspoint").SourceOf(1), 2);
   EXPECT_EQ(StoresOf([&] { xpt.SetOutputDisable(0, false, false); }),
             (std::vector{Stored(0x100000, 0)}));
 }

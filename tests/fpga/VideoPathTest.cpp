@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "modules/TopFpga.h"
 #include "sim/Board.h"
+#include "sim/models/EqualiserChainModel.h"
+#include "sim/models/FramesyncModel.h"
+#include "sim/models/IrqAggregatorModel.h"
+#include "sim/models/SdiRxModel.h"
+#include "sim/models/SdiTxModel.h"
+#include "top/TopFpga.h"
 
 namespace {
 
@@ -32,11 +37,13 @@ TEST(VideoPath, PluggedSignalSetsItsPathUp) {
   board.Plug(1, sim::SignalOf(41));  // 1920x1080p 60
   poll();
   EXPECT_EQ(seen, (std::vector<std::uint32_t>{41}));
-  EXPECT_EQ(board.framesync[1].Get("videoType"), GetVideoStandard(41).framesyncVideoType);
-  EXPECT_EQ(board.sdiRx[1].Get("videoType"), GetVideoStandard(41).sdiRxVideoType);
-  EXPECT_EQ(board.sdiTx[1].Get("std"), 2U);  // 3G
-  EXPECT_EQ(board.framesync[0].Get("videoType"), 0U);
-  EXPECT_EQ(board.irqAggregator.Get("irqOutputStatus"), 0U);
+  EXPECT_EQ(board.Core<sim::FramesyncModel>("framesync1").Get("videoType"),
+            GetVideoStandard(41).framesyncVideoType);
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx1").Get("videoType"),
+            GetVideoStandard(41).sdiRxVideoType);
+  EXPECT_EQ(board.Core<sim::SdiTxModel>("sdi_tx1").Get("std"), 2U);  // 3G
+  EXPECT_EQ(board.Core<sim::FramesyncModel>("framesync0").Get("videoType"), 0U);
+  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irqOutputStatus"), 0U);
 
   board.registers.StartTrace();
   poll();
@@ -47,13 +54,14 @@ TEST(VideoPath, PluggedSignalSetsItsPathUp) {
   board.Plug(1, {});
   poll();
   EXPECT_EQ(seen, (std::vector<std::uint32_t>{41, 6, 0}));
-  EXPECT_EQ(board.framesync[1].Get("videoType"), GetVideoStandard(6).framesyncVideoType);
+  EXPECT_EQ(board.Core<sim::FramesyncModel>("framesync1").Get("videoType"),
+            GetVideoStandard(6).framesyncVideoType);
 }
 
 TEST(VideoPath, EqualisersSeeWhatIsPlugged) {
   sim::Board& board = sim::Board::Get();
   board.Plug(2, sim::SignalOf(41));
-  EXPECT_EQ(board.sdiRx[2].Plugged(), sim::SignalOf(41));
+  EXPECT_EQ(board.Core<sim::SdiRxModel>("sdi_rx2").Plugged(), sim::SignalOf(41));
   EXPECT_NE(board.equaliserChain.Register(2, sim::EqualiserChainModel::kStatusReg),
             board.equaliserChain.Register(1, sim::EqualiserChainModel::kStatusReg));
 }

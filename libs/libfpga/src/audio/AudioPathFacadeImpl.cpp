@@ -4,11 +4,15 @@
 #include <utility>
 
 #include "log/Log.h"
-#include "modules/AddressMap.h"
+#include "map/ModuleMap.h"
 
 namespace {
 
-using address_map::kPaths;
+using module_map::kPaths;
+using module_map::Module;
+using module_map::ModuleId;
+using module_map::ModuleOf;
+using module_map::OwnedModules;
 
 // Links of the main mixer. As source: an input's link is its index, and this much more for the
 // pairs that pass around its converter.
@@ -19,8 +23,6 @@ constexpr std::uint8_t kFirstMadiLink = 4;
 constexpr std::uint8_t kMadiLinks = 4;
 constexpr std::uint8_t kAesLink = 12;
 
-constexpr std::uint64_t kMainMixerIndex = 4;  // behind those of the inputs
-constexpr std::uint64_t kOutputMetersIndex = 4;
 constexpr std::uint32_t kOutputMeterLinks = 4;
 
 // Which input's way around the converter a source link is; kPaths if it is none.
@@ -58,29 +60,44 @@ ChInfoPtr MakeChInfo(std::uint8_t link, std::uint8_t channel) {
 AudioPathFacadeImpl::AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress,
                                          std::uint64_t index, std::uint32_t moduleStride,
                                          std::uint64_t irq)
+    : AudioPathFacadeImpl(name, baseAddress, index, moduleStride, irq,
+                          OwnedModules(name, moduleStride)) {
+}
+
+AudioPathFacadeImpl::AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress,
+                                         std::uint64_t index, std::uint32_t moduleStride,
+                                         std::uint64_t irq, const OwnedModules& modules)
     : RegisterBlock(name, baseAddress),
-      mixer_(name + "_mixer", moduleStride * address_map::kMainMixer, kMainMixerIndex, kSourceLinks,
-             kDestLinks),
+      mixer_(modules.Name(ModuleId::kMainMixer), modules.Base(ModuleId::kMainMixer),
+             modules.Index(ModuleId::kMainMixer), kSourceLinks, kDestLinks),
       controlName_(name + "_control"),
       index_(index),
       irq_(irq),
-      outputClockGenerator_(name + "_clk_gen", moduleStride * address_map::kOutputClkGen, 0,
-                            address_map::kOutputClkGen),
-      aesRx_(name + "_aes_rx", moduleStride * address_map::kAesRx, 0, address_map::kAesRx),
-      outputPeakMeters_(name + "_peak_meters", moduleStride * address_map::kOutputPeakMeters,
-                        kOutputMetersIndex, address_map::kOutputPeakMeters, kOutputMeterLinks),
-      aesTx_(name + "_aes_tx", moduleStride * address_map::kAesTx, 0),
-      madiRx_(name + "_madi_rx", moduleStride * address_map::kMadi, 0),
-      madiTx_(name + "_madi_tx", moduleStride * address_map::kMadi, 0),
-      dante_(name + "_dante", moduleStride * address_map::kDante) {
+      outputClockGenerator_(
+          modules.Name(ModuleId::kOutputClkGen), modules.Base(ModuleId::kOutputClkGen),
+          modules.Index(ModuleId::kOutputClkGen), modules.Irq(ModuleId::kOutputClkGen)),
+      aesRx_(modules.Name(ModuleId::kAesRx), modules.Base(ModuleId::kAesRx),
+             modules.Index(ModuleId::kAesRx), modules.Irq(ModuleId::kAesRx)),
+      outputPeakMeters_(modules.Name(ModuleId::kOutputPeakMeters),
+                        modules.Base(ModuleId::kOutputPeakMeters),
+                        modules.Index(ModuleId::kOutputPeakMeters),
+                        modules.Irq(ModuleId::kOutputPeakMeters), kOutputMeterLinks),
+      aesTx_(modules.Name(ModuleId::kAesTx), modules.Base(ModuleId::kAesTx),
+             modules.Index(ModuleId::kAesTx)),
+      madiRx_(modules.Name(ModuleId::kMadiRx), modules.Base(ModuleId::kMadiRx),
+              modules.Index(ModuleId::kMadiRx)),
+      madiTx_(modules.Name(ModuleId::kMadiTx), modules.Base(ModuleId::kMadiTx),
+              modules.Index(ModuleId::kMadiTx)),
+      dante_(modules.Name(ModuleId::kDante), modules.Base(ModuleId::kDante)) {
   for (std::uint32_t i = 0; i < kPaths; ++i) {
-    const std::uint32_t module = address_map::kEmbedder + i;
+    const Module core = ModuleOf(ModuleId::kEmbedder, i);
     embedders_.push_back(std::make_unique<AudioEmbedderDriverControl>(
-        "emb_" + std::to_string(i), moduleStride * module, i, module));
+        core.Name(), core.slot * moduleStride, core.index, core.slot));
   }
   for (std::uint32_t i = 0; i < kPaths; ++i) {
-    inputPaths_.push_back(
-        std::make_unique<InputAudioPathFacade>("in_aud_" + std::to_string(i), i, moduleStride));
+    const std::string owner(
+        std::string_view(NumberedName(module_map::RowOf(ModuleId::kInputMixer).owner, i)));
+    inputPaths_.push_back(std::make_unique<InputAudioPathFacade>(owner, i, moduleStride));
   }
   _BuildSources();
   _BuildDestinations();

@@ -9,15 +9,19 @@
 #include <vector>
 
 #include "audio/AudioPathFacade.h"
-#include "audio/AudioPathRegs.h"
 #include "controls/AesRxDriverControl.h"
 #include "controls/AudioPeakMeterControl.h"
+#include "map/AudioPathRegs.h"
 #include "modules/AesTx.h"
 #include "modules/AudioOutputClkGen.h"
 #include "modules/DanteCoreInterface.h"
 #include "modules/MadiRx.h"
 #include "modules/MadiTx.h"
 #include "regaccess/BitfieldManager.h"
+
+namespace module_map {
+class OwnedModules;
+}
 
 /// Builds every audio driver and the graph of channel information between them.
 ///
@@ -84,6 +88,10 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   static constexpr std::uint8_t kDestLinks = 13;
   static constexpr std::uint8_t kChannels = 16;  // of a link
   using LinkChInfo = std::array<ChInfoPtr, kChannels>;
+
+  AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
+                      std::uint32_t moduleStride, std::uint64_t irq,
+                      const module_map::OwnedModules& modules);
 
   void _BuildSources();
   void _BuildDestinations();

@@ -4,34 +4,35 @@
 #include <utility>
 
 #include "log/Log.h"
-#include "modules/AddressMap.h"
+#include "map/ModuleMap.h"
 #include "video/Video.h"
 
-namespace {
-
-// The input's own module among those of one kind.
-std::uint32_t ModuleOf(std::uint32_t firstModule, std::uint64_t index) {
-  return firstModule + static_cast<std::uint32_t>(index);
-}
-
-}  // namespace
+using module_map::ModuleId;
+using module_map::OwnedModules;
 
 InputAudioPathFacade::InputAudioPathFacade(const std::string& name, std::uint64_t index,
                                            std::uint32_t moduleStride)
+    : InputAudioPathFacade(name, index,
+                           OwnedModules(name, moduleStride, static_cast<std::uint32_t>(index))) {
+}
+
+InputAudioPathFacade::InputAudioPathFacade(const std::string& name, std::uint64_t index,
+                                           const OwnedModules& modules)
     : controlName_(name + "_control"),
       index_(index),
-      clockGenerator_(name + "_clk_gen", moduleStride * ModuleOf(address_map::kInputClkGen, index),
-                      0),
-      deembedder_(name + "_deemb", moduleStride * ModuleOf(address_map::kDeembedder, index), 0,
-                  ModuleOf(address_map::kDeembedder, index)),
-      mixer_(name + "_mixer", moduleStride * ModuleOf(address_map::kInputMixer, index), index,
-             1 /* source link */, 1 /* destination link */),
-      delay_(name + "_audio_delay", moduleStride * ModuleOf(address_map::kAudioDelay, index),
-             moduleStride * ModuleOf(address_map::kAudioDelaySrc, index), index,
-             ModuleOf(address_map::kAudioDelaySrc, index)),
-      peakMeters_(name + "_peak_meters",
-                  moduleStride * ModuleOf(address_map::kInputPeakMeters, index), index,
-                  ModuleOf(address_map::kInputPeakMeters, index), 1 /* link */) {
+      clockGenerator_(modules.Name(ModuleId::kInputClkGen), modules.Base(ModuleId::kInputClkGen),
+                      modules.Index(ModuleId::kInputClkGen)),
+      deembedder_(modules.Name(ModuleId::kDeembedder), modules.Base(ModuleId::kDeembedder),
+                  modules.Index(ModuleId::kDeembedder), modules.Irq(ModuleId::kDeembedder)),
+      mixer_(modules.Name(ModuleId::kInputMixer), modules.Base(ModuleId::kInputMixer),
+             modules.Index(ModuleId::kInputMixer), 1 /* source link */, 1 /* destination link */),
+      delay_(modules.Name(ModuleId::kAudioDelay), modules.Base(ModuleId::kAudioDelay),
+             modules.Base(ModuleId::kAudioDelaySrc), modules.Index(ModuleId::kAudioDelay),
+             modules.Irq(ModuleId::kAudioDelaySrc)),
+      peakMeters_(modules.Name(ModuleId::kInputPeakMeters),
+                  modules.Base(ModuleId::kInputPeakMeters),
+                  modules.Index(ModuleId::kInputPeakMeters),
+                  modules.Irq(ModuleId::kInputPeakMeters), 1 /* link */) {
   for (std::uint8_t channel = 0; channel < 16; ++channel) {
     ChInfoPtr& info = deembeddedChInfo_[channel];
     info = std::make_shared<AudioChannelInfo>(AudioChannelInfo::AudioType::Pcm);

@@ -11,6 +11,10 @@
 #include "controls/AudioPeakMeterControl.h"
 #include "modules/AudioInputClkGen.h"
 
+namespace module_map {
+class OwnedModules;
+}
+
 /// The audio of one SDI input: clock generator, de-embedder, a mixer of one link, the delay line
 /// with its sample-rate converter, and the peak meters. Its job beyond bring-up is to set its cores
 /// up for a new video standard, since the de-embedder works by lines and frames.
@@ -61,6 +65,9 @@ class InputAudioPathFacade {
   AudioPeakMeterControl& GetPeakMeters() { return peakMeters_; }
 
  private:
+  InputAudioPathFacade(const std::string& name, std::uint64_t index,
+                       const module_map::OwnedModules& modules);
+
   const std::string controlName_;
   const std::uint64_t index_;
   std::uint32_t videoStandard_ = 0;  // the last one set; 0 for no signal

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "audio/AudioChannelInfo.h"
-#include "modules/AesRxRegs.h"
+#include "map/AesRxRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The AES3 receiver: 8 pairs, 16 channels.

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "audio/AudioChannelInfo.h"
-#include "modules/AesTxRegs.h"
+#include "map/AesTxRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The AES3 transmitter: 8 pairs, 16 channels. It is told which of them carry bursts.

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "audio/AudioChannelInfo.h"
-#include "modules/AudioDeembedderRegs.h"
+#include "map/AudioDeembedderRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The core that takes the 16 channels of embedded audio out of one SDI input. It is set up for a

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/AudioDelayRegs.h"
+#include "map/AudioDelayRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The delay line of one input: it delays 16 channels through a ring in DRAM, by a time that is set

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/AudioDelaySrcRegs.h"
+#include "map/AudioDelaySrcRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The sample-rate converter beside an audio delay line (AudioDelay). Told to grow or to shrink, it

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "audio/AudioChannelInfo.h"
-#include "modules/AudioEmbedderRegs.h"
+#include "map/AudioEmbedderRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The core that puts 16 channels of audio, in four groups, into the ancillary data of one SDI

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/AudioInputClkGenRegs.h"
+#include "map/AudioInputClkGenRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The clock generator of one input's audio.

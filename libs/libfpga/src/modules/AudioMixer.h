@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "audio/AudioMixerRoute.h"
-#include "modules/AudioMixerRegs.h"
+#include "map/AudioMixerRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// A linear gain as the mixer's coefficients hold it: 24 bits, two's complement, 16 fraction bits,

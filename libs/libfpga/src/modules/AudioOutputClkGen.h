@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/AudioOutputClkGenRegs.h"
+#include "map/AudioOutputClkGenRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The clock generator of the audio output. It latches the errors of its clock.

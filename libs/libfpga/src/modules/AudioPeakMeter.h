@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/AudioPeakMeterRegs.h"
+#include "map/AudioPeakMeterRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The peak meters of some links of 16 channels each. The core measures into one bank while the

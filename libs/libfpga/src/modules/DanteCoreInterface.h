@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/DanteCoreInterfaceRegs.h"
+#include "map/DanteCoreInterfaceRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The interface to the Dante core: it holds the core in reset or lets it run.

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/FramesyncRegs.h"
+#include "map/FramesyncRegs.h"
 #include "regaccess/BitfieldManager.h"
 #include "video/Video.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/IrqHandlerRegs.h"
+#include "map/IrqHandlerRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The interrupt aggregator of the FPGA: up to 256 lines, numbered 0 to 255, and one summary

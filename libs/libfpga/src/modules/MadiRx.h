@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/MadiRegs.h"
+#include "map/MadiRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The MADI receiver: 64 channels, four links of 16.

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "audio/AudioChannelInfo.h"
-#include "modules/MadiRegs.h"
+#include "map/MadiRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The MADI transmitter: 64 channels, four links of 16.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "modules/RefDetectRegs.h"
+#include "map/RefDetectRegs.h"
 #include "regaccess/BitfieldManager.h"
 
 /// The reference detection: it measures the two external reference inputs, and gives a timing pulse

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "map/SdiRxRegs.h"
 #include "modules/SdiRxDecision.h"
-#include "modules/SdiRxRegs.h"
 #include "regaccess/BitfieldManager.h"
 #include "video/Video.h"
 

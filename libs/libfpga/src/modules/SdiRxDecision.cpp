@@ -6,7 +6,7 @@
 #include <span>
 
 #include "log/Log.h"
-#include "modules/SdiRxRegs.h"
+#include "map/SdiRxRegs.h"
 
 namespace sdi_rx {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "modules/SdiTxRegs.h"
+#include "map/SdiTxRegs.h"
 #include "regaccess/BitfieldManager.h"
 #include "video/VideoStandard.h"
 

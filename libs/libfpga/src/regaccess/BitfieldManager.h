@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "log/Log.h"
+#include "map/FieldMap.h"
 #include "regaccess/Bitfield.h"
 #include "regaccess/FieldIndex.h"
-#include "regaccess/FieldMap.h"
 #include "regaccess/FpgaCsrAccess.h"
 
 /// The base of every driver of an FPGA core: the core's table of named fields, the mutex that

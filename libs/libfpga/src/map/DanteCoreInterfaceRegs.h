@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of the interface to the Dante core.
 namespace dante_core_interface_regs {

@@ -1,11 +1,19 @@
-#include "modules/TopFpga.h"
+#include "top/TopFpga.h"
 
-#include "modules/AddressMap.h"
+#include "map/ModuleMap.h"
 
 namespace {
 
-using address_map::BaseOf;
-using address_map::kPaths;
+using module_map::kPaths;
+using module_map::Module;
+using module_map::ModuleId;
+using module_map::ModuleOf;
+
+constexpr Module kIrqHandler = ModuleOf(ModuleId::kIrqHandler);
+constexpr Module kSdiRxCrosspoint = ModuleOf(ModuleId::kSdiRxCrosspoint);
+constexpr Module kSdiTxCrosspoint = ModuleOf(ModuleId::kSdiTxCrosspoint);
+constexpr Module kAudioPath = ModuleOf(ModuleId::kAudioPath);
+constexpr Module kRefDetect = ModuleOf(ModuleId::kRefDetect);
 
 // Each frame synchroniser has its own half GiB of the frame memory.
 constexpr std::uint32_t kFrameMemoryBytes = 0x20000000;
@@ -26,14 +34,12 @@ void DestroyFrontToBack(std::vector<std::unique_ptr<Core>>& cores) {
 }  // namespace
 
 TopFpgaImpl::TopFpgaImpl(std::uint8_t channels)
-    : irqHandler_("irq_handler", BaseOf(address_map::kIrqHandler)),
-      sdiRxCrosspoint_("sdi_rx_crosspoint", BaseOf(address_map::kSdiRxCrosspoint), kPaths, kPaths,
-                       0, 1),
-      sdiTxCrosspoint_("sdi_tx_crosspoint", BaseOf(address_map::kSdiTxCrosspoint), kPaths, kPaths,
-                       0, 2),
-      audioPath_("out_aud", BaseOf(address_map::kAudioPath), 0, address_map::kSlotBytes,
-                 address_map::kAudioPath),
-      refDetect_("ref_detect", BaseOf(address_map::kRefDetect)) {
+    : irqHandler_(kIrqHandler.Name(), kIrqHandler.Base()),
+      sdiRxCrosspoint_(kSdiRxCrosspoint.Name(), kSdiRxCrosspoint.Base(), kPaths, kPaths, 0, 1),
+      sdiTxCrosspoint_(kSdiTxCrosspoint.Name(), kSdiTxCrosspoint.Base(), kPaths, kPaths, 0, 2),
+      audioPath_(kAudioPath.Name(), kAudioPath.Base(), kAudioPath.index, module_map::kSlotBytes,
+                 kAudioPath.slot),
+      refDetect_(kRefDetect.Name(), kRefDetect.Base()) {
   _BuildPaths();
   for (std::size_t i = 0; i < channels && i < kPaths; ++i) {
     framesyncs_.push_back(allFramesyncs_[i].get());
@@ -57,17 +63,18 @@ TopFpgaImpl::~TopFpgaImpl() {
 
 void TopFpgaImpl::_BuildPaths() {
   for (std::uint32_t i = 0; i < kPaths; ++i) {
-    allFramesyncs_.push_back(std::make_unique<FramesyncImpl>(
-        "framesync" + std::to_string(i), BaseOf(address_map::kFramesync + i), static_cast<int>(i)));
+    const Module core = ModuleOf(ModuleId::kFramesync, i);
+    allFramesyncs_.push_back(
+        std::make_unique<FramesyncImpl>(core.Name(), core.Base(), static_cast<int>(core.index)));
   }
   for (std::uint32_t i = 0; i < kPaths; ++i) {
-    const std::uint32_t module = address_map::kSdiRx + i;
+    const Module core = ModuleOf(ModuleId::kSdiRx, i);
     allSdiRxs_.push_back(
-        std::make_unique<SdiRxImpl>("sdi_rx" + std::to_string(i), BaseOf(module), i, module));
+        std::make_unique<SdiRxImpl>(core.Name(), core.Base(), core.index, core.slot));
   }
   for (std::uint32_t i = 0; i < kPaths; ++i) {
-    allSdiTxs_.push_back(std::make_unique<SdiTxImpl>("sdi_tx" + std::to_string(i),
-                                                     BaseOf(address_map::kSdiTx + i), i));
+    const Module core = ModuleOf(ModuleId::kSdiTx, i);
+    allSdiTxs_.push_back(std::make_unique<SdiTxImpl>(core.Name(), core.Base(), core.index));
   }
 }
 

@@ -2,11 +2,13 @@
 
 #include <array>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of a frame synchroniser. Bursts and sizes count memory words, alignments and
 /// intervals count samples of the output's clock.
 namespace framesync_regs {
+
+using enum Access;
 
 // clang-format off
 inline constexpr std::array<Field, 88> kFields{{
@@ -17,7 +19,7 @@ inline constexpr std::array<Field, 88> kFields{{
   {"readBurstNum",             0,  14,  16},
   {"forceSnow",                0,  30,   1},
   {"backupSnow",               0,  31,   1},
-  {"refDelay",                 4,   0,  24},  // alignment while locked to a reference
+  {"refDelay",                 4,   0,  24, kReadWrite,       "alignment while locked to a reference"},
   {"freeRunCsr",               4,  24,   1},
   {"refAlignGen",              4,  25,   1},
   {"readEnable",               4,  26,   1},
@@ -45,10 +47,10 @@ inline constexpr std::array<Field, 88> kFields{{
   {"yVal2",                   32,  10,  10},
   {"cbVal2",                  32,  20,  10},
   {"crVal2",                  36,   0,  10},
-  {"loadRegs",                36,  10,   1},  // its rise makes the set-up take effect
+  {"loadRegs",                36,  10,   1, kReadWrite,       "its rise makes the set-up take effect"},
   {"numBufs",                 36,  11,   9},
   {"lineSize",                36,  20,  11},
-  {"baseAddr",                40,   0,  26},  // in units of 64 bytes
+  {"baseAddr",                40,   0,  26, kReadWrite,       "in units of 64 bytes"},
   {"writeStart",              40,  26,   6},
   {"imgSize",                 44,   0,  24},
   {"videoSkipPulse",          44,  24,   3},
@@ -66,7 +68,7 @@ inline constexpr std::array<Field, 88> kFields{{
   {"forceFreeze",             52,  29,   1},
   {"forceFlatField",          52,  30,   1},
   {"backupFlatField",         52,  31,   1},
-  {"startSampleNumber",       56,   0,  24},  // alignment while locked to an input
+  {"startSampleNumber",       56,   0,  24, kReadWrite,       "alignment while locked to an input"},
   {"singleAlign",             56,  24,   1},
   {"LockSelect",              56,  25,   1},
   {"clrDropFrameCounter",     60,   0,   1},
@@ -77,27 +79,27 @@ inline constexpr std::array<Field, 88> kFields{{
   {"forceVideoType",          60,  13,   1},
   {"packMode",                60,  14,   2},
   {"writeLastBurstSize",      60,  18,   9},
-  {"writeOverflow",           64,   0,   1, Access::kReadOnly},
-  {"writeUnderflow",          64,   1,   1, Access::kReadOnly},
-  {"readOverflow",            64,   2,   1, Access::kReadOnly},
-  {"readUnderflow",           64,   3,   1, Access::kReadOnly},
-  {"rasterGenOverflow",       64,   4,   1, Access::kReadOnly},
-  {"rasterGenUnderflow",      64,   5,   1, Access::kReadOnly},
-  {"syncVcount",              64,   6,  12, Access::kReadOnly},
-  {"readWriteBufCheck",       68,   0,  32, Access::kReadOnly},  // see FramesyncDelay.h
-  {"refReportDelay",          72,   0,  32, Access::kReadOnly},
-  {"debugRefInterval",        76,   0,  32, Access::kReadOnly},
-  {"debugBeInterval",         80,   0,  32, Access::kReadOnly},
-  {"dropFrameAcc",            84,   0,  32, Access::kReadOnly},
-  {"dropFramePersec",         88,   0,  32, Access::kReadOnly},
-  {"dupFrameAcc",             92,   0,  32, Access::kReadOnly},
-  {"dupFramePersec",          96,   0,  32, Access::kReadOnly},
-  {"badFrameAcc",            100,   0,  32, Access::kReadOnly},
-  {"badFramePersec",         104,   0,  32, Access::kReadOnly},
-  {"syncHcount",             108,   0,  12, Access::kReadOnly},
-  {"inputReportDelay",       112,   0,  24, Access::kReadOnly},
-  {"vidOutCeCounter",        128,   0,  32, Access::kReadOnly},
-  {"vidInCeCounter",         132,   0,  32, Access::kReadOnly},
+  {"writeOverflow",           64,   0,   1, kReadOnly},
+  {"writeUnderflow",          64,   1,   1, kReadOnly},
+  {"readOverflow",            64,   2,   1, kReadOnly},
+  {"readUnderflow",           64,   3,   1, kReadOnly},
+  {"rasterGenOverflow",       64,   4,   1, kReadOnly},
+  {"rasterGenUnderflow",      64,   5,   1, kReadOnly},
+  {"syncVcount",              64,   6,  12, kReadOnly},
+  {"readWriteBufCheck",       68,   0,  32, kReadOnly,        "see FramesyncDelay.h"},
+  {"refReportDelay",          72,   0,  32, kReadOnly},
+  {"debugRefInterval",        76,   0,  32, kReadOnly},
+  {"debugBeInterval",         80,   0,  32, kReadOnly},
+  {"dropFrameAcc",            84,   0,  32, kReadOnly},
+  {"dropFramePersec",         88,   0,  32, kReadOnly},
+  {"dupFrameAcc",             92,   0,  32, kReadOnly},
+  {"dupFramePersec",          96,   0,  32, kReadOnly},
+  {"badFrameAcc",            100,   0,  32, kReadOnly},
+  {"badFramePersec",         104,   0,  32, kReadOnly},
+  {"syncHcount",             108,   0,  12, kReadOnly},
+  {"inputReportDelay",       112,   0,  24, kReadOnly},
+  {"vidOutCeCounter",        128,   0,  32, kReadOnly},
+  {"vidInCeCounter",         132,   0,  32, kReadOnly},
   {"beSofResetSample",       136,   0,  12},
 }};
 // clang-format on

@@ -22,6 +22,7 @@ enum class Access : std::uint8_t {
   kReadOnly,         ///< status: a write changes nothing
   kStrobe,           ///< a written 1 acts and reads back as 0
   kWriteOneToClear,  ///< a latched flag: a written 1 clears it
+  kReadAdvances,     ///< status of which each load hands out the next: reading has a consequence
 };
 
 /// A field's name, held by value, so that generated tables own their names.
@@ -49,6 +50,7 @@ struct Field {
   std::uint8_t lsb = 0;                ///< lowest bit
   std::uint8_t width = 0;              ///< bits
   Access access = Access::kReadWrite;  ///< how the hardware answers
+  std::string_view meaning = {};       ///< what it stands for, for a reader of the map
   bool alias = false;                  ///< shares bits with an earlier field on purpose
 };
 

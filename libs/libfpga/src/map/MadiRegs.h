@@ -3,26 +3,28 @@
 #include <array>
 #include <cstdint>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of the MADI cores: receiver and transmitter lie side by side in one block and share
 /// the bit that resets them.
 namespace madi_regs {
 
+using enum Access;
+
 // clang-format off
 inline constexpr std::array<Field, 2> kReceiver{{
   // name                   offset lsb width access
-  {"rxSampleCount",            0,  8, 24, Access::kReadOnly},         // measures the sample rate
-  {"rxStatus",                 0,  4,  4, Access::kWriteOneToClear},  // what went wrong
+  {"rxSampleCount",            0,  8, 24, kReadOnly,        "measures the sample rate"},
+  {"rxStatus",                 0,  4,  4, kWriteOneToClear, "what went wrong"},
 }};
 inline constexpr std::array<Field, 1> kTransmitterStatus{{
-  {"txStatus",                 0,  0,  4, Access::kReadOnly},
+  {"txStatus",                 0,  0,  4, kReadOnly},
 }};
 inline constexpr std::array<Field, 1> kReset{{
   {"reset",                    4,  0,  1},
 }};
 inline constexpr std::array<Field, 2> kTransmitterMarks{{
-  {"nonPcmChannels1To32",      8,  0, 32},  // the first channel at bit 0
+  {"nonPcmChannels1To32",      8,  0, 32, kReadWrite,       "the first channel at bit 0"},
   {"nonPcmChannels33To64",    12,  0, 32},
 }};
 // clang-format on

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of the audio path itself: the drivers and receivers of the AES3 lines, in two
 /// groups of four.

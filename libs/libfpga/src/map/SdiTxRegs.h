@@ -4,11 +4,13 @@
 #include <array>
 #include <cstdint>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of an SDI transmitter: the serialiser with its transceiver, and the two clock loops
 /// in front of it, PICXO and NCO.
 namespace sdi_tx_regs {
+
+using enum Access;
 
 // clang-format off
 inline constexpr std::array<Field, 68> kFields{{
@@ -19,42 +21,42 @@ inline constexpr std::array<Field, 68> kFields{{
   {"resetFifo",          0x00,  2,  1},
   {"resetPhy",           0x00,  1,  1},
   {"reset",              0x00,  0,  1},
-  {"support3gLevelBb",   0x04, 31,  1, Access::kReadOnly},
-  {"support24g",         0x04, 30,  1, Access::kReadOnly},
-  {"support12g",         0x04, 29,  1, Access::kReadOnly},
-  {"support6g",          0x04, 28,  1, Access::kReadOnly},
-  {"support3g",          0x04, 27,  1, Access::kReadOnly},
-  {"supportHd",          0x04, 26,  1, Access::kReadOnly},
-  {"supportSd",          0x04, 25,  1, Access::kReadOnly},
-  {"rep6g",              0x04, 22,  2, Access::kReadOnly},
-  {"rep3g",              0x04, 20,  2, Access::kReadOnly},
-  {"repHd",              0x04, 17,  3, Access::kReadOnly},
-  {"repSd",              0x04, 15,  2, Access::kReadOnly},
-  {"maxStreams",         0x04, 12,  3, Access::kReadOnly},
-  {"legacyWidth",        0x04, 11,  1, Access::kReadOnly},
-  {"width",              0x04, 10,  1, Access::kReadOnly},
-  {"supportTx",          0x04,  9,  1, Access::kReadOnly},
-  {"supportRx",          0x04,  8,  1, Access::kReadOnly},
-  {"rev",                0x04,  0,  8, Access::kReadOnly},
+  {"support3gLevelBb",   0x04, 31,  1, kReadOnly},
+  {"support24g",         0x04, 30,  1, kReadOnly},
+  {"support12g",         0x04, 29,  1, kReadOnly},
+  {"support6g",          0x04, 28,  1, kReadOnly},
+  {"support3g",          0x04, 27,  1, kReadOnly},
+  {"supportHd",          0x04, 26,  1, kReadOnly},
+  {"supportSd",          0x04, 25,  1, kReadOnly},
+  {"rep6g",              0x04, 22,  2, kReadOnly},
+  {"rep3g",              0x04, 20,  2, kReadOnly},
+  {"repHd",              0x04, 17,  3, kReadOnly},
+  {"repSd",              0x04, 15,  2, kReadOnly},
+  {"maxStreams",         0x04, 12,  3, kReadOnly},
+  {"legacyWidth",        0x04, 11,  1, kReadOnly},
+  {"width",              0x04, 10,  1, kReadOnly},
+  {"supportTx",          0x04,  9,  1, kReadOnly},
+  {"supportRx",          0x04,  8,  1, kReadOnly},
+  {"rev",                0x04,  0,  8, kReadOnly},
   {"postCursor",         0x08, 26,  5},
   {"preCursor",          0x08, 21,  5},
   {"swingControl",       0x08, 16,  5},
   {"cpllPowerDown",      0x08, 12,  1},
   {"pmaCalReq",          0x08, 11,  1},
-  {"pllSelect",          0x08, 10,  1},  // 0 integer rates, 1 fractional rates
+  {"pllSelect",          0x08, 10,  1, kReadWrite,       "0 integer rates, 1 fractional rates"},
   {"levelB",             0x08,  9,  1},
   {"insertSyncBit",      0x08,  8,  1},
   {"insertLn",           0x08,  7,  1},
   {"insertCrc",          0x08,  6,  1},
   {"muxPattern",         0x08,  3,  3},
-  {"std",                0x08,  0,  3},  // an SdiRate
-  {"txStatus",           0x0C,  0,  7, Access::kReadOnly},
-  {"txResetDone",        0x0C,  6,  1, Access::kReadOnly, true},
-  {"txCalDone",          0x0C,  5,  1, Access::kReadOnly, true},
-  {"txCalBusy",          0x0C,  4,  1, Access::kReadOnly, true},
-  {"txChangeDone",       0x0C,  3,  1, Access::kReadOnly, true},
-  {"pllLocked",          0x0C,  1,  2, Access::kReadOnly, true},
-  {"fifo_underflow",     0x0C,  0,  1, Access::kReadOnly, true},
+  {"std",                0x08,  0,  3, kReadWrite,       "an SdiRate"},
+  {"txStatus",           0x0C,  0,  7, kReadOnly},
+  {"txResetDone",        0x0C,  6,  1, kReadOnly,        "", true},
+  {"txCalDone",          0x0C,  5,  1, kReadOnly,        "", true},
+  {"txCalBusy",          0x0C,  4,  1, kReadOnly,        "", true},
+  {"txChangeDone",       0x0C,  3,  1, kReadOnly,        "", true},
+  {"pllLocked",          0x0C,  1,  2, kReadOnly,        "", true},
+  {"fifo_underflow",     0x0C,  0,  1, kReadOnly,        "", true},
   {"picxoCeDspRate",     0x10, 16, 16},
   {"picxoG1",            0x10, 11,  5},
   {"picxoG2",            0x10,  6,  5},
@@ -65,7 +67,7 @@ inline constexpr std::array<Field, 68> kFields{{
   {"picxoOffset",        0x14,  0, 22},
   {"picxoR",             0x18, 16, 16},
   {"picxoV",             0x18,  0, 16},
-  {"picxoError",         0x1C,  0, 32, Access::kReadOnly},
+  {"picxoError",         0x1C,  0, 32, kReadOnly},
   {"picxoN",             0x20, 17, 10},
   {"picxoP",             0x20,  7, 10},
   {"picxoC",             0x20,  0,  7},
@@ -77,10 +79,10 @@ inline constexpr std::array<Field, 68> kFields{{
   {"ncoOffset",          0x28,  0, 22},
   {"ncoR",               0x2C, 16, 16},
   {"ncoV",               0x2C,  0, 16},
-  {"ncoError",           0x30,  0, 32, Access::kReadOnly},  // two's complement
-  {"freqTxOutclk",       0x34,  0, 32, Access::kReadOnly},
-  {"freqNcoRef",         0x38,  0, 32, Access::kReadOnly},
-  {"freqNcoOut",         0x3C,  0, 32, Access::kReadOnly},
+  {"ncoError",           0x30,  0, 32, kReadOnly,        "two's complement"},
+  {"freqTxOutclk",       0x34,  0, 32, kReadOnly},
+  {"freqNcoRef",         0x38,  0, 32, kReadOnly},
+  {"freqNcoOut",         0x3C,  0, 32, kReadOnly},
 }};
 // clang-format on
 static_assert(WellFormed(kFields));

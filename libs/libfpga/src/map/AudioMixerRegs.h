@@ -3,25 +3,27 @@
 #include <array>
 #include <cstdint>
 
-#include "regaccess/FieldMap.h"
+#include "map/FieldMap.h"
 
 /// Register map of the audio mixer: its control and status, and the way into its coefficient
 /// memory.
 namespace audio_mixer_regs {
 
+using enum Access;
+
 // clang-format off
 inline constexpr std::array<Field, 10> kFields{{
   // name             offset lsb width access
-  {"set_toggle",       0x00,  1,  1, Access::kStrobe},     // asks for a swap of the two sides
+  {"set_toggle",       0x00,  1,  1, kStrobe,          "asks for a swap of the two sides"},
   {"reset",            0x00,  0,  1},
-  {"large_mixer",      0x04, 18,  1, Access::kReadOnly},
-  {"num_links",        0x04,  2,  8, Access::kReadOnly},
-  {"coeff_side",       0x04,  1,  1, Access::kReadOnly},   // the side that the audio uses
-  {"toggle_bit",       0x04,  0,  1, Access::kReadOnly},   // 1 while a swap is pending
-  {"coeff_addr",       0x08,  0, 16},                      // where the next words go, upwards
-  {"coeff_data",       0x0C,  0, 32},                      // small version: a whole word
-  {"coeff_data_msw",   0x0C,  0, 32, Access::kReadWrite, true},  // large version: source id
-  {"coeff_data_lsw",   0x10,  0, 32},                      // large version: gain, ends the word
+  {"large_mixer",      0x04, 18,  1, kReadOnly},
+  {"num_links",        0x04,  2,  8, kReadOnly},
+  {"coeff_side",       0x04,  1,  1, kReadOnly,        "the side that the audio uses"},
+  {"toggle_bit",       0x04,  0,  1, kReadOnly,        "1 while a swap is pending"},
+  {"coeff_addr",       0x08,  0, 16, kReadWrite,       "where the next words go, upwards"},
+  {"coeff_data",       0x0C,  0, 32, kReadWrite,       "small version: a whole word"},
+  {"coeff_data_msw",   0x0C,  0, 32, kReadWrite,       "large version: source id", true},
+  {"coeff_data_lsw",   0x10,  0, 32, kReadWrite,       "large version: gain, ends the word"},
 }};
 // clang-format on
 static_assert(WellFormed(kFields));
