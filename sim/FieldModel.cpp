@@ -20,6 +20,8 @@ FieldModel::FieldModel(BoardMutex& mutex, std::span<const Field> fields)
       reg.writable |= mask;
     } else if (field.access == Access::kWriteOneToClear) {
       reg.clearedByOne |= mask;
+    } else if (field.access == Access::kStrobe) {
+      reg.strobes |= mask;
     }
     if (std::string_view(field.name) == "reset") {
       reg.value |= mask;
@@ -30,7 +32,7 @@ FieldModel::FieldModel(BoardMutex& mutex, std::span<const Field> fields)
 FieldModel::Register* FieldModel::_At(std::uint32_t offset) {
   const std::size_t index = offset / 4;
   if (index >= registers_.size() || registers_[index].covered == 0) {
-    ++strayAccesses_;
+    Complain("no field lies there");
     return nullptr;
   }
   return &registers_[index];
@@ -38,21 +40,29 @@ FieldModel::Register* FieldModel::_At(std::uint32_t offset) {
 
 std::uint32_t FieldModel::Load(std::uint32_t offset) {
   const std::lock_guard lock(mutex_);
+  Complain("");
   Register* reg = _At(offset);
   if (reg == nullptr) {
     return 0;
   }
   OnLoad(offset);
   const std::uint32_t value = reg->value;
+  reg->loaded = value;
   AfterLoad(offset);
   return value;
 }
 
 void FieldModel::Store(std::uint32_t offset, std::uint32_t value) {
   const std::lock_guard lock(mutex_);
+  Complain("");
   Register* reg = _At(offset);
   if (reg == nullptr) {
     return;
+  }
+  // A store without a load leaves 0 in the place of status.
+  const std::uint32_t status = value & reg->Status();
+  if (reg->Status() == reg->covered || (status != 0 && status != (reg->loaded & reg->Status()))) {
+    Complain("a write to status");
   }
   const std::uint32_t before = reg->value;
   reg->value = (before & ~reg->writable) | (value & reg->writable);
@@ -84,9 +94,11 @@ void FieldModel::SetWord(std::uint32_t offset, std::uint32_t value) {
   registers_.at(offset / 4).value = value;
 }
 
-std::uint32_t FieldModel::StrayAccesses() const {
+void FieldModel::FillWritable(std::uint32_t pattern) {
   const std::lock_guard lock(mutex_);
-  return strayAccesses_;
+  for (Register& reg : registers_) {
+    reg.value = (reg.value & ~reg.writable) | (pattern & reg.writable);
+  }
 }
 
 void FieldModel::OnLoad(std::uint32_t /*offset*/) {

@@ -12,9 +12,10 @@
 namespace sim {
 
 /// A core that is built on its register table. It holds the words that fields cover and answers
-/// each field as its Access says: status ignores writes, strobes read back as 0, flags clear on a
-/// written 1. Powered up, a core is held in reset by its field "reset" and all else is 0. A derived
-/// model adds what follows from an access in OnLoad and OnStore.
+/// each field as its Access says: status ignores writes (a store that doesn't write back what was
+/// loaded is complained of, and so is an access to a word that no field covers), strobes read back
+/// as 0, flags clear on a written 1. Powered up, a core is held in reset by its field "reset" and
+/// all else is 0. A derived model adds what follows from an access in OnLoad and OnStore.
 ///
 /// Thread-safe: the public operations take the board's lock; the hooks are called with it held.
 class FieldModel : public CoreModel {
@@ -33,8 +34,8 @@ class FieldModel : public CoreModel {
   std::uint32_t Word(std::uint32_t offset) const;
   void SetWord(std::uint32_t offset, std::uint32_t value);
 
-  /// Number of accesses to words that no field covers.
-  std::uint32_t StrayAccesses() const;
+  /// Puts `pattern` into all bits that hold what is written.
+  void FillWritable(std::uint32_t pattern);
 
  protected:
   /// Called before a load is answered: the place to bring status up to date.
@@ -58,6 +59,9 @@ class FieldModel : public CoreModel {
     std::uint32_t covered = 0;       // bits that a field names
     std::uint32_t writable = 0;      // bits that hold what is written
     std::uint32_t clearedByOne = 0;  // latched flags
+    std::uint32_t strobes = 0;       // bits on which a 1 acts
+    std::uint32_t loaded = 0;        // as the last load gave it
+    std::uint32_t Status() const { return covered & ~(writable | clearedByOne | strobes); }
   };
 
   Register* _At(std::uint32_t offset);
@@ -65,7 +69,6 @@ class FieldModel : public CoreModel {
   BoardMutex& mutex_;  // guards all that follows
   std::span<const Field> fields_;
   std::vector<Register> registers_;
-  std::uint32_t strayAccesses_ = 0;
 };
 
 }  // namespace sim

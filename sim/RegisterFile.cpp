@@ -6,6 +6,11 @@
 #include "sim/BoardFolder.h"
 
 namespace sim {
+namespace {
+
+constexpr std::string_view kNoCore = "no core lies there";
+
+}  // namespace
 
 std::string ToText(const RegisterAccess& access) {
   std::array<char, 32> text{};
@@ -38,6 +43,7 @@ std::uint32_t RegisterFile::Load(std::uint32_t address) {
   const std::uint32_t value = model != nullptr ? model->Load(address % kSlotBytes) : Peek(address);
   ++loads_;
   _Record(Loaded(address, value));
+  _Complain(Loaded(address, value), model != nullptr ? model->Complaint() : kNoCore);
   return value;
 }
 
@@ -45,11 +51,25 @@ void RegisterFile::Store(std::uint32_t address, std::uint32_t value) {
   const std::lock_guard lock(mutex_);
   ++stores_;
   _Record(Stored(address, value));
-  if (CoreModel* model = models_.at(address / kSlotBytes); model != nullptr) {
+  CoreModel* model = models_.at(address / kSlotBytes);
+  if (model != nullptr) {
     model->Store(address % kSlotBytes, value);
   } else {
     Poke(address, value);
   }
+  _Complain(Stored(address, value), model != nullptr ? model->Complaint() : kNoCore);
+}
+
+void RegisterFile::_Complain(const RegisterAccess& access, std::string_view what) {
+  constexpr std::size_t kMaxComplaints = 20;
+  if (!what.empty() && complaints_.size() < kMaxComplaints) {
+    complaints_.push_back(ToText(access) + ": " + std::string(what));
+  }
+}
+
+std::vector<std::string> RegisterFile::Complaints() const {
+  const std::lock_guard lock(mutex_);
+  return complaints_;
 }
 
 std::uint32_t RegisterFile::Peek(std::uint32_t address) const {

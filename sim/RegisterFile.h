@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -76,6 +77,10 @@ class RegisterFile {
   /// Writes every access from now on to a file as well, a line each. Throws std::system_error.
   void TraceToFile(const std::string& path);
 
+  /// The accesses that no driver should make, "W 00300018 00000001: a write to status", the first
+  /// ones of them.
+  std::vector<std::string> Complaints() const;
+
   /// Number of loads and stores since the start of the process.
   std::uint64_t LoadCount() const;
   std::uint64_t StoreCount() const;
@@ -88,6 +93,7 @@ class RegisterFile {
   };
 
   void _Record(const RegisterAccess& access);
+  void _Complain(const RegisterAccess& access, std::string_view what);
 
   BoardMutex& mutex_;  // guards all that follows
   std::array<CoreModel*, kBytes / kSlotBytes> models_{};
@@ -95,6 +101,7 @@ class RegisterFile {
   std::function<void()> beforeLoad_;
   std::optional<std::vector<RegisterAccess>> trace_;
   std::unique_ptr<std::FILE, CloseFile> traceFile_;
+  std::vector<std::string> complaints_;
   std::uint64_t loads_ = 0;
   std::uint64_t stores_ = 0;
 };

@@ -16,6 +16,7 @@
 #include "devices/SdiCableEqInterface.h"
 #include "interfaces/Spi_Soc.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 #include "sim/models/SdiTxModel.h"
 #include "top/TopFpga.h"
 
@@ -74,6 +75,7 @@ class BoardCommandsTest : public testing::Test {
 };
 
 TEST_F(BoardCommandsTest, RawWordsOfAnyModuleAreReadAndWritten) {
+  MeanStrayAccesses();
   EXPECT_EQ(Run("bitfields writeraw 0x3A00010 -2"), "Raw Read 0x3A00010: 4294967294");
   EXPECT_EQ(Run("bitfields readraw 0x3A00010"), "Raw Read 0x3A00010: 4294967294");
   EXPECT_EQ(Run("bitfields readraw 2"), "Raw Read 2: 0");

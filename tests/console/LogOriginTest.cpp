@@ -7,9 +7,9 @@
 #include "devices/SdiCableEqInterface.h"
 #include "interfaces/Spi_Soc.h"
 #include "log/Log.h"
-#include "modules/TopFpga.h"
 #include "modules/VideoCrosspoint.h"
 #include "sim/Board.h"
+#include "top/TopFpga.h"
 
 namespace {
 

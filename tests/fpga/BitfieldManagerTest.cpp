@@ -7,6 +7,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 #include "support/Emulator.h"
 
 namespace {
@@ -31,6 +32,7 @@ constexpr std::uint32_t kBase = 0x3A00000;  // a slot without a core: plain memo
 
 class BitfieldManagerTest : public testing::Test {
  protected:
+  BitfieldManagerTest() { MeanStrayAccesses(); }
   std::vector<std::string> Errors() { return board.log.Messages(3); }
 
   sim::Board& board = sim::Board::Get();

@@ -8,6 +8,7 @@
 
 #include "log/Log.h"
 #include "sim/Board.h"
+#include "support/Accesses.h"
 
 namespace {
 
@@ -44,6 +45,7 @@ const std::vector kLostSignalStores{Stored(kControl, 4), Stored(kControl, 0), St
 class SdiRxTest : public testing::Test {
  protected:
   void SetUp() override {
+    MeanStrayAccesses();
     board.clock.TakeOver();
     board.log.Clear();  // the mapping of the registers
   }
