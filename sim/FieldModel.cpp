@@ -71,14 +71,20 @@ void FieldModel::Store(std::uint32_t offset, std::uint32_t value) {
 }
 
 std::uint32_t FieldModel::Get(std::string_view name) const {
-  const std::lock_guard lock(mutex_);
-  const Field& field = Row(name);
-  return (registers_[field.byteOffset / 4].value & MaskInWord(field)) >> field.lsb;
+  return GetField(Row(name));
 }
 
 void FieldModel::Set(std::string_view name, std::uint32_t value) {
+  SetField(Row(name), value);
+}
+
+std::uint32_t FieldModel::GetField(const Field& field) const {
   const std::lock_guard lock(mutex_);
-  const Field& field = Row(name);
+  return (registers_[field.byteOffset / 4].value & MaskInWord(field)) >> field.lsb;
+}
+
+void FieldModel::SetField(const Field& field, std::uint32_t value) {
+  const std::lock_guard lock(mutex_);
   const std::uint32_t mask = MaskInWord(field);
   std::uint32_t& word = registers_[field.byteOffset / 4].value;
   word = (word & ~mask) | ((value << field.lsb) & mask);

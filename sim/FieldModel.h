@@ -51,6 +51,9 @@ class FieldModel : public CoreModel {
   /// True if `offset` is the field's register and `written` has a 1 in the field.
   bool Strobed(std::string_view name, std::uint32_t offset, std::uint32_t written) const;
 
+  std::uint32_t GetField(const Field& field) const;
+  void SetField(const Field& field, std::uint32_t value);
+
   BoardMutex& Mutex() const { return mutex_; }
 
  private:
@@ -69,6 +72,31 @@ class FieldModel : public CoreModel {
   BoardMutex& mutex_;  // guards all that follows
   std::span<const Field> fields_;
   std::vector<Register> registers_;
+};
+
+/// A FieldModel whose code names its fields by literals of the core's table, checked while it
+/// compiles. The forms for names that come at run time stay reachable through the base.
+///
+///     class SdiTxModel : public ModelOf<sdi_tx_regs::kFields> { ... Set("pllLocked", 3); }
+template <const auto& Fields>
+class ModelOf : public FieldModel {
+ public:
+  using FieldId = FieldIn<Fields>;
+
+  explicit ModelOf(BoardMutex& mutex) : FieldModel(mutex, Fields) {}
+
+  std::uint32_t Get(FieldId field) const { return GetField(field.Get()); }
+  void Set(FieldId field, std::uint32_t value) { SetField(field.Get(), value); }
+
+ protected:
+  /// Byte offset of a field's register: a label for the hooks' switches.
+  static constexpr std::uint32_t WordOf(FieldId field) { return field.Get().byteOffset; }
+  /// The field's bits in its register.
+  static constexpr std::uint32_t MaskOf(FieldId field) { return MaskInWord(field.Get()); }
+  /// True if `offset` is the field's register and `written` has a 1 in the field.
+  static constexpr bool Strobed(FieldId field, std::uint32_t offset, std::uint32_t written) {
+    return WordOf(field) == offset && (written & MaskOf(field)) != 0;
+  }
 };
 
 }  // namespace sim

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "map/SdiTxRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
@@ -11,7 +12,7 @@ namespace sim {
 /// is done while the core, its transceiver or that PLL is held. After power-up the core, its
 /// transceiver, its FIFO and its PICXO loop are in reset. A test puts the loops' errors and
 /// frequencies into their fields with Set. Thread-safe.
-class SdiTxModel : public FieldModel {
+class SdiTxModel : public ModelOf<sdi_tx_regs::kFields> {
  public:
   explicit SdiTxModel(BoardMutex& mutex);
 

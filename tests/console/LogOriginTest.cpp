@@ -9,6 +9,11 @@
 #include "log/Log.h"
 #include "modules/VideoCrosspoint.h"
 #include "sim/Board.h"
+#include "sim/models/AudioDeembedderModel.h"
+#include "sim/models/AudioDelayModel.h"
+#include "sim/models/AudioMixerModel.h"
+#include "sim/models/IrqAggregatorModel.h"
+#include "support/Accesses.h"
 #include "top/TopFpga.h"
 
 namespace {
@@ -17,6 +22,7 @@ constexpr const char* kMixerThread = "AudioMixer.cpp:_ProgramCoeffsThread";
 
 // A reader of the log knows the operations, not the helpers below them.
 TEST(LogOrigin, RecordsNameTheOperation) {
+  MeanStrayAccesses();
   sim::Board& board = sim::Board::Get();
   board.clock.TakeOver();
   TopFpgaImpl fpga(4);
@@ -48,13 +54,15 @@ TEST(LogOrigin, RecordsNameTheOperation) {
   EXPECT_THROW(fields.WriteBitfield("none", 0), std::invalid_argument);
   (void)matrix.SetRouteSingle(0, 0, 1, 3, true);
   (void)matrix.SetOutputDisableSingle(0, 2, 0, true, true);
-  board.irqAggregator.Pulse(200);
+  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(200);
   fpga.GetIrqHandler().PollIrq();
-  board.audioDelay[0].SetWord(0x1C, 0xFFFF00F7);  // all errors but those that restart
+  board.Core<sim::AudioDelayModel>("in_aud_0_audio_delay")
+      .SetWord(0x1C, 0xFFFF00F7);  // all errors but those that restart
   (void)input.GetDelay().CheckErrors();
-  board.deembedder[0].Raise(sim::AudioDeembedderModel::Error::kFull, 1);
+  board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb")
+      .Raise(sim::AudioDeembedderModel::Error::kFull, 1);
   input.GetDeembedder().CheckErrors();
-  board.deembedder[0].Plug(0, {.burstType = 28, .line = 11});
+  board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb").Plug(0, {.burstType = 28, .line = 11});
   input.GetDeembedder().UpdatePairTypes();
   (void)route.GetLink(0, &byte);
   (void)route.GetChannel(0, &byte);
@@ -101,7 +109,7 @@ TEST(LogOrigin, RecordsNameTheOperation) {
   SetLogLevel(kLogDebug);
   board.log.Clear();
   audio.GetMixer(0)->UpdateSourceControl(0, 0, {.srcIndex = 0x35});
-  ASSERT_TRUE(board.mainMixer.AwaitCoeff(0, 0x35'010000));
+  ASSERT_TRUE(board.Core<sim::AudioMixerModel>("out_aud_mixer").AwaitCoeff(0, 0x35'010000));
   const auto records = board.log.All();
   EXPECT_GE(std::count_if(records.begin(), records.end(),
                           [](const sim::LogRecord& record) {
