@@ -12,7 +12,7 @@ namespace sim {
 /// What is plugged into an input of the board.
 struct VideoSignal {
   int standardId = 0;                    ///< a row of the standards table; 0: nothing
-  std::optional<std::uint32_t> st352{};  ///< its SMPTE ST 352 payload identifier, if it has one
+  std::optional<std::uint32_t> st352{};  ///< its SMPTE ST 352 payload ID, if it has one
   std::uint32_t crcErrorsPerSecond = 0;  ///< how damaged it arrives
   std::array<AudioPair, 8> audio{};      ///< what is embedded in it; PCM in all pairs
 
@@ -23,7 +23,7 @@ struct VideoSignal {
   friend bool operator==(const VideoSignal&, const VideoSignal&) = default;
 };
 
-/// An undamaged signal of a standard, with the standard's own payload identifier.
+/// An undamaged signal of a standard, with the standard's own payload ID.
 inline VideoSignal SignalOf(int standardId) {
   return {.standardId = standardId, .st352 = FindVideoStandard(standardId).payloadId};
 }

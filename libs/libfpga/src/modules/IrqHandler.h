@@ -31,8 +31,8 @@ class IrqHandler {
   virtual void MaskIrq(std::size_t irq) = 0;
   /// Unmasks a line. A number above 255 is logged at Error and does nothing.
   virtual void UnmaskIrq(std::size_t irq) = 0;
-  /// Adds a handler behind those that the line has. It doesn't unmask the line. A number above 255
-  /// is logged at Error and does nothing.
+  /// Adds a handler, to run after those that the line has. It doesn't unmask the line. A number
+  /// above 255 is logged at Error and does nothing.
   virtual void RegisterHandler(std::size_t irq, std::function<void()> handler) = 0;
 };
 

@@ -28,13 +28,13 @@ class SdiRx {
  public:
   virtual ~SdiRx() = default;
 
-  /// Resets the core with all SDI modes open to its detector.
+  /// Resets the core and starts its detector among all SDI modes.
   virtual void Init() = 0;
   /// Holds the core, its CRC counter and its ST 352 flags in reset.
   virtual void HoldInReset() = 0;
-  /// Ends the reset and arms both unlock captures.
+  /// Ends the reset and clears both unlock captures, so that they catch the next loss of lock.
   virtual void ReleaseFromReset() = 0;
-  /// HoldInReset and ReleaseFromReset at once.
+  /// HoldInReset, then ReleaseFromReset, without a delay between.
   virtual void Reset() = 0;
   /// The interrupt's handler: clears what is pending and, if there was anything, updates the
   /// format.
@@ -46,22 +46,24 @@ class SdiRx {
   virtual unsigned GetIrqNumber() = 0;
   /// The format as last decided; standardId 0 if it is unknown or there is no signal.
   virtual VideoFormat GetVideoFormat() = 0;
-  /// Whole seconds since a format was last seen on the input; since the steady clock's origin if
-  /// none ever was.
+  /// Whole seconds since an update last knew the format; since the steady clock's origin if none
+  /// ever did.
   virtual std::int64_t GetVideoFormatAge() = 0;
-  /// Adds a callback behind those that are there. Throws std::invalid_argument on an empty one.
+  /// Adds a callback, to be called after those that are there. Throws std::invalid_argument on an
+  /// empty one.
   virtual void RegisterVideoFormatCallback(VideoFormatCallback callback) = 0;
-  /// CRC errors counted since the last clear. With `clear` the count starts again behind the
+  /// CRC errors counted since the last clear. With `clear` the count starts again after the
   /// reading.
   virtual std::uint32_t GetCrcErrorCount(bool clear) = 0;
   virtual void ClearCrcErrorCount() = 0;
   /// Ends detection and sets the receiver to one SDI mode: 0 270 Mbit/s, 1 1.5G, 2 3G level A, 3 3G
-  /// level B, 4 6G, 5 12G. It lasts until Init. A mode above 7 is refused with a line at Error,
-  /// with detection ended.
+  /// level B, 4 6G, 5 12G. It lasts until detection is started anew, as Init does. A mode above 7
+  /// is refused with a line at Error, with detection ended.
   virtual void SetForcedMode(std::uint32_t mode) = 0;
-  /// Decides the format anew and, if it changed, logs it at Info and calls the callbacks. While the
-  /// receiver is locked, a decision logs one Info line with the report. The code of a known format
-  /// is handed to the core.
+  /// Decides the format anew and, if it changed, logs the receiver's status at Info and calls the
+  /// callbacks. While the receiver is locked, each update logs one Info line with its report; a
+  /// report that isn't conclusive yet leaves the format as it was. The core is told the code of a
+  /// known format; for an unknown one its CRC counter is cleared instead.
   virtual void UpdateVideoFormat() = 0;
 };
 
@@ -94,15 +96,16 @@ class SdiRxImpl : public RegisterBlock<sdi_rx_regs::kFields>, public SdiRx {
   void UpdateReportedLockState();
   /// One line on the state of the input, from the fields as they read at this moment.
   std::string GetStatusText();
-  /// Calls the callbacks that were registered for the receiver `index`.
+  /// Calls this receiver's callbacks with its `index` and the format; none for another index.
   void NotifyVideoFormatCallbacks(std::uint32_t index, const VideoFormat& format);
 
   /// Write and read one word of the transceiver's configuration; addresses are 0 to 1023. The
   /// result is 0.
   int ReconfigWrite(std::uint16_t address, std::uint32_t data);
   int ReconfigRead(std::uint16_t address, std::uint32_t& data);
-  /// Changes five of the transceiver's configuration words, of which each argument is a part: the
-  /// low 5 bits of `word359`, the low 12 of `word282`, the low 3 of `word352`.
+  /// Changes a part of five configuration words of the transceiver: bit 3 of word 283, which is
+  /// cleared with `clearBit` and set without it, and what the other arguments give: the low 5 bits
+  /// of `word359`, the low 12 of `word282` for words 282 and 284, the low 3 of `word352`.
   void ConfigureTransceiver(bool clearBit, std::uint8_t word359, std::int16_t word282,
                             std::uint8_t word352);
   /// ReleaseFromReset, then writes two configuration words until they stick. Blocks for 1 ms, and

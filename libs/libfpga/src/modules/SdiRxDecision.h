@@ -12,9 +12,9 @@ namespace sdi_rx {
 /// number.
 struct Report {
   bool st352Valid = false;
-  std::uint32_t st352Packet = 0;  ///< SMPTE ST 352 payload identifier; 0 unless it is valid
+  std::uint32_t st352Packet = 0;  ///< SMPTE ST 352 payload ID; 0 unless it is valid
   std::uint32_t raster = 0;       ///< tdFormat
-  std::uint32_t rate = 0;         ///< tdRate: frames per second, see StatusTextOf
+  std::uint32_t rate = 0;         ///< tdRate: frames per second, see LockedText
   bool progressive = false;       ///< the transport; a psf picture has an interlaced one
   bool fractional = false;        ///< a rate with the factor 1000/1001; no decision looks at it
   std::uint32_t streams = 0;      ///< activeStreams
@@ -32,8 +32,8 @@ bool IsConclusive(const Report& report);
 /// VideoFormat, standardId 0.
 VideoFormat DecideVideoFormat(const Report& report);
 
-/// "Locked" with what the receiver sees behind it: data rate, raster, streams, frame rate, flags. A
-/// data rate without a name replaces the word.
+/// "Locked", then what the receiver sees: data rate, raster, streams, frame rate, flags. A data rate
+/// without a name replaces the word.
 std::string LockedText(const Report& report);
 
 }  // namespace sdi_rx

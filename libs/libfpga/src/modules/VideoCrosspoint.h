@@ -47,7 +47,7 @@ class VideoCrosspointImpl : public VideoCrosspoint, public BitfieldManager {
   VideoCrosspointImpl(const std::string& name, std::uint32_t base, std::size_t numSrc,
                       std::size_t numDest, std::size_t firstUnused, std::size_t secondUnused);
   /// A matrix of `numXpts` physical crosspoints, whose register blocks lie `xptStride` bytes apart
-  /// behind the stall words, with `outputsPerXpt` output ports each.
+  /// after the stall words, with `outputsPerXpt` output ports each.
   VideoCrosspointImpl(const std::string& name, std::uint32_t base, std::uint32_t xptStride,
                       std::size_t numSrc, std::size_t numDest, std::size_t numXpts,
                       const std::vector<std::size_t>& outputsPerXpt, std::size_t firstUnused,

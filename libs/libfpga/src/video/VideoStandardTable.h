@@ -78,9 +78,9 @@ enum LinkNumbers : std::uint8_t {
   kCounts,  ///< each row has one more than the row before it
 };
 
-/// The payload identifiers of the rows of one line.
+/// The payload IDs of the rows of one line.
 enum PayloadLinks : std::uint8_t {
-  kAsIs,  ///< all rows have the identifier that is given
+  kAsIs,  ///< all rows have the ID that is given
   kLink,  ///< link n adds n - 1 in bits 31 to 29: the link number in byte 4 of SMPTE ST 352
 };
 
@@ -103,7 +103,7 @@ struct Line {
 // clang-format off
 inline constexpr std::array<Line, 89> kLines{{
   // id      name                         shortName  timing          dataStreams      link        payload
-  // first                                            |  sdiRate     |  framesync code  number    identifier
+  // first                                            |  sdiRate     |  framesync code  number    ID
   //    last                                          |  |  scanType |   |  sdiRx code
   //                                                  |  |  |  active-   |   |  division
   //                                                  |  |  |  Samples   |   |  |  linkMode
