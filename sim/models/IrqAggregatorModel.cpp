@@ -2,21 +2,9 @@
 
 #include <utility>
 
-#include "map/IrqHandlerRegs.h"
-
 namespace sim {
-namespace {
 
-// The three blocks of eight words, one word for each group of 32 lines.
-constexpr std::uint32_t kMask = 0x00;
-constexpr std::uint32_t kStatus = 0x20;
-constexpr std::uint32_t kClear = 0x40;
-constexpr std::uint32_t kBlockBytes = 0x20;
-
-}  // namespace
-
-IrqAggregatorModel::IrqAggregatorModel(BoardMutex& mutex)
-    : FieldModel(mutex, irq_handler_regs::kFields) {
+IrqAggregatorModel::IrqAggregatorModel(BoardMutex& mutex) : ModelOf(mutex) {
   for (std::uint32_t group = 0; group < raised_.size(); ++group) {
     SetWord(kMask + 4 * group, 0xFFFFFFFF);
   }
@@ -54,7 +42,7 @@ void IrqAggregatorModel::OnLoad(std::uint32_t /*offset*/) {
 
 void IrqAggregatorModel::OnStore(std::uint32_t offset, std::uint32_t written,
                                  std::uint32_t /*before*/) {
-  if (offset >= kClear && offset < kClear + kBlockBytes) {
+  if (offset >= kClear && offset <= kLastClear) {
     const std::uint32_t group = (offset - kClear) / 4;
     const std::uint32_t latched = Word(kStatus + 4 * group) & ~written;
     SetWord(kStatus + 4 * group, latched | raised_[group]);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "map/IrqHandlerRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
@@ -12,7 +13,7 @@ namespace sim {
 /// The interrupt aggregator. A line's status bit is latched while the line is raised and clears on
 /// a written 1 once the line is down; the summary output is raised while an unmasked bit is set.
 /// All lines are masked after power-up. Thread-safe.
-class IrqAggregatorModel : public FieldModel {
+class IrqAggregatorModel : public ModelOf<irq_handler_regs::kFields> {
  public:
   static constexpr std::uint32_t kLines = 256;
 
@@ -31,6 +32,12 @@ class IrqAggregatorModel : public FieldModel {
   void OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) override;
 
  private:
+  // The three blocks of eight words, one word for each group of 32 lines.
+  static constexpr std::uint32_t kMask = WordOf("irq_mask_0_31");
+  static constexpr std::uint32_t kStatus = WordOf("irq_status_0_31");
+  static constexpr std::uint32_t kClear = WordOf("irq_clr_0_31");
+  static constexpr std::uint32_t kLastClear = WordOf("irq_clr_224_255");
+
   void _UpdateOutput();
 
   // Guarded by the board's lock.

@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "map/RefDetectRegs.h"
 #include "video/VideoStandardTable.h"
 
 namespace sim {
@@ -36,7 +35,7 @@ Counts CountsOf(const VideoStandard& standard) {
 
 }  // namespace
 
-RefDetectModel::RefDetectModel(BoardMutex& mutex) : FieldModel(mutex, ref_detect_regs::kFields) {
+RefDetectModel::RefDetectModel(BoardMutex& mutex) : ModelOf(mutex) {
 }
 
 void RefDetectModel::SetReference(Input input, int standardId) {
@@ -46,8 +45,7 @@ void RefDetectModel::SetReference(Input input, int standardId) {
 }
 
 void RefDetectModel::OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) {
-  const Field& reset = Row("reset");
-  if (offset != reset.byteOffset || ((written ^ before) & MaskInWord(reset)) == 0) {
+  if (offset != WordOf("reset") || ((written ^ before) & MaskOf("reset")) == 0) {
     return;
   }
   _Measure(Input::kFirst);
@@ -58,13 +56,15 @@ void RefDetectModel::_Measure(Input input) {
   const VideoStandard& standard = FindVideoStandard(standardIds_[static_cast<std::size_t>(input)]);
   const bool plugged = &standard != &FindVideoStandard(0);
   const Counts counts = plugged && Get("reset") == 0 ? CountsOf(standard) : Counts{};
-  const bool first = input == Input::kFirst;
-  Set(first ? "ref1HLowCnt" : "ref2HLowCnt", counts.hLow);
-  Set(first ? "ref1HHighCnt" : "ref2HHighCnt", counts.hHigh);
-  Set(first ? "ref1FLowCnt" : "ref2FLowCnt", counts.fLow);
-  Set(first ? "ref1FHighCnt" : "ref2FHighCnt", counts.fHigh);
-  Set(first ? "ref1VLowCnt" : "ref2VLowCnt", counts.vLow);
-  Set(first ? "ref1VHighCnt" : "ref2VHighCnt", counts.vHigh);
+  const auto set = [&](FieldId first, FieldId second, std::uint32_t count) {
+    Set(input == Input::kFirst ? first : second, count);
+  };
+  set("ref1HLowCnt", "ref2HLowCnt", counts.hLow);
+  set("ref1HHighCnt", "ref2HHighCnt", counts.hHigh);
+  set("ref1FLowCnt", "ref2FLowCnt", counts.fLow);
+  set("ref1FHighCnt", "ref2FHighCnt", counts.fHigh);
+  set("ref1VLowCnt", "ref2VLowCnt", counts.vLow);
+  set("ref1VHighCnt", "ref2VHighCnt", counts.vHigh);
 }
 
 }  // namespace sim

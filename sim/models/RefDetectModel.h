@@ -3,13 +3,14 @@
 #include <array>
 #include <cstdint>
 
+#include "map/RefDetectRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
 
 /// The reference detection. Its counters follow the references that are plugged in; they are 0
 /// without a reference and while the core is in reset, as it is after power-up. Thread-safe.
-class RefDetectModel : public FieldModel {
+class RefDetectModel : public ModelOf<ref_detect_regs::kFields> {
  public:
   enum class Input : std::uint8_t { kFirst, kSecond };
 

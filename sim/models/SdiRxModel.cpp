@@ -1,19 +1,19 @@
 #include "sim/models/SdiRxModel.h"
 
-#include <algorithm>
 #include <array>
 
-#include "map/SdiRxRegs.h"
 #include "support/Saturate.h"
 
 namespace sim {
 namespace {
 
-// NOLINTNEXTLINE(google-build-using-namespace): every code of the map is meant
-using namespace sdi_rx_regs;  // the codes
-
 constexpr std::uint32_t kRevision = 0x00010000;
 constexpr std::uint32_t kAllIrqSources = 0xFFFF;
+
+// The codes of the status fields stand here again, so that a wrong one in the map shows.
+constexpr std::uint32_t kLevelB = 3;    // sdiMode; the others are those of SdiRate
+constexpr std::uint32_t kLastMode = 5;  // 12 Gbit/s
+constexpr std::uint32_t kNoRaster = 7;
 
 // tdRate by the frame rate of a standard.
 constexpr std::array<std::uint32_t, 8> kTdRates{2, 3, 5, 6, 7, 9, 10, 11};
@@ -26,36 +26,37 @@ constexpr bool IsLevelB(int id) {
 }
 
 std::uint32_t ModeOf(const VideoSignal& signal) {
-  return IsLevelB(signal.standardId) ? kMode3GLevelB
+  return IsLevelB(signal.standardId) ? kLevelB
                                      : static_cast<std::uint32_t>(signal.Standard().sdiRate);
 }
 
 std::uint32_t RasterOf(const VideoStandard& standard) {
   switch (standard.activeSamples) {
     case 720:
-      return standard.totalLines == 525 ? kRaster720x486 : kRaster720x576;
+      return standard.totalLines == 525 ? 4 : 5;
     case 1280:
-      return kRaster1280x720;
+      return 1;
     case 1920:
-      return kRaster1920x1080;
+      return 0;
     case 2048:
-      return kRaster2048x1080;
+      return 2;
     default:
-      return kRasterUnknown;
+      return kNoRaster;
   }
 }
 
+// 1, 2, 4 and 8 streams are the codes 0 to 3.
 std::uint32_t StreamsOf(const VideoSignal& signal) {
   if (IsLevelB(signal.standardId)) {
-    return kFourStreams;
+    return 2;
   }
   switch (signal.Standard().dataStreams) {
     case 1:
-      return kOneStream;
+      return 0;
     case 2:
-      return kTwoStreams;
+      return 1;
     default:
-      return kEightStreams;
+      return 3;
   }
 }
 
@@ -69,7 +70,7 @@ std::uint32_t RateIndex(std::uint32_t mode) {
 
 SdiRxModel::SdiRxModel(BoardMutex& mutex, const SimulatedClock& clock,
                        IrqAggregatorModel& aggregator, std::uint32_t irqLine)
-    : FieldModel(mutex, kFields), clock_(clock), aggregator_(aggregator), irqLine_(irqLine) {
+    : ModelOf(mutex), clock_(clock), aggregator_(aggregator), irqLine_(irqLine) {
   Set("rxRevCap", kRevision);
   Set("irqMask", kAllIrqSources);
 }
@@ -92,22 +93,31 @@ std::uint32_t SdiRxModel::ReconfigWord(std::uint32_t address) const {
 }
 
 void SdiRxModel::OnLoad(std::uint32_t offset) {
-  if (offset == Row("crcErrCnt").byteOffset) {
+  if (offset == WordOf("crcErrCnt")) {
     _CountCrcErrors();
   }
 }
 
 void SdiRxModel::OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t /*before*/) {
-  if (offset == Row("reset").byteOffset || offset == Row("modeEnable").byteOffset) {
-    _CountCrcErrors();
-    _FollowSignal();
-    _ControlCrcCounter();
-  } else if (offset == Row("irqClr").byteOffset) {
-    Set("irqStatus", Get("irqStatus") & ~written);
-  } else if (Strobed("reconfigWrEn", offset, written)) {
-    reconfigWords_[Get("reconfigAddr")] = Get("reconfigWrData");
-  } else if (Strobed("reconfigRdEn", offset, written)) {
-    Set("reconfigRdData", ReconfigWord(Get("reconfigAddr")));
+  switch (offset) {
+    case WordOf("reset"):
+    case WordOf("modeEnable"):
+      _CountCrcErrors();
+      _FollowSignal();
+      _ControlCrcCounter();
+      break;
+    case WordOf("irqClr"):
+      Set("irqStatus", Get("irqStatus") & ~written);
+      break;
+    case WordOf("reconfigAddr"):
+      if (Strobed("reconfigWrEn", offset, written)) {
+        reconfigWords_[Get("reconfigAddr")] = Get("reconfigWrData");
+      } else if (Strobed("reconfigRdEn", offset, written)) {
+        Set("reconfigRdData", ReconfigWord(Get("reconfigAddr")));
+      }
+      break;
+    default:
+      break;
   }
   _UpdateIrqLine();
 }
@@ -132,20 +142,29 @@ bool SdiRxModel::_CanReceive(std::uint32_t mode) const {
 void SdiRxModel::_FollowSignal() {
   const std::uint32_t statusBefore = Get("rxStatusAll");
   const std::uint32_t packetBefore = Get("st352Packet");
-  const bool running = Get("reset") == 0;
+  const bool running = Get("reset") == 0 && Get("gtReset") == 0;
   const bool locked = running && signal_.IsPresent() && _CanReceive(ModeOf(signal_));
-  for (const char* field : {"tdLocked", "tdFormat", "tdRate", "tdProgressive", "fractionalRate",
-                            "activeStreams", "st352Valid"}) {
+  for (const FieldId field :
+       std::initializer_list<FieldId>{"tdLocked", "tdFormat", "tdRate", "tdProgressive",
+                                      "fractionalRate", "activeStreams", "st352Valid"}) {
     Set(field, 0);
   }
-  Set("resetDone", running ? 1 : 0);
-  Set("pllLocked", locked ? 1 : 0);
-  Set("rxLocked", locked ? 1 : 0);
-  Set("sdiMode", locked ? ModeOf(signal_) : 0);
+  _ReportRate(running, locked);
   if (locked) {
     _SetTransport();
   }
   _LatchChanges(statusBefore, packetBefore);
+}
+
+void SdiRxModel::_ReportRate(bool running, bool locked) {
+  const bool forced = running && Get("modeDetectEn") == 0;
+  const bool exists = Get("forcedMode") <= kLastMode;
+  Set("resetDone", running ? 1 : 0);
+  Set("rxChangeDone", locked || (forced && exists) ? 1 : 0);
+  Set("rxChangeFail", forced && !exists ? 1 : 0);
+  Set("pllLocked", locked ? 1 : 0);
+  Set("rxLocked", locked ? 1 : 0);
+  Set("sdiMode", locked ? ModeOf(signal_) : 0);
 }
 
 // A raster that has no code is never locked to.
@@ -153,7 +172,7 @@ void SdiRxModel::_SetTransport() {
   const VideoStandard& standard = signal_.Standard();
   const bool levelB = IsLevelB(signal_.standardId);
   const std::uint32_t raster = RasterOf(standard);
-  if (raster == kRasterUnknown) {
+  if (raster == kNoRaster) {
     return;
   }
   Set("tdLocked", 1);
@@ -170,36 +189,32 @@ void SdiRxModel::_SetTransport() {
 }
 
 void SdiRxModel::_LatchChanges(std::uint32_t statusBefore, std::uint32_t packetBefore) {
+  constexpr std::uint32_t kTransport = MaskOf("tdLocked") | MaskOf("tdFormat") | MaskOf("tdRate") |
+                                       MaskOf("tdProgressive") | MaskOf("fractionalRate") |
+                                       MaskOf("activeStreams") | MaskOf("sdiMode");
   const std::uint32_t status = Get("rxStatusAll");
-  const auto changed = [&](std::initializer_list<std::string_view> fields) {
-    return std::any_of(fields.begin(), fields.end(), [&](std::string_view field) {
-      return ((status ^ statusBefore) & MaskInWord(Row(field))) != 0;
-    });
-  };
-  const auto lost = [&](std::string_view field) {
-    return (statusBefore & ~status & MaskInWord(Row(field))) != 0;
-  };
+  const std::uint32_t changed = status ^ statusBefore;
+  const std::uint32_t lost = statusBefore & ~status;
   std::uint32_t pending = Get("irqStatus");
-  if (changed({"rxLocked"})) {
+  if ((changed & MaskOf("rxLocked")) != 0) {
     pending |= kIrqLock;
   }
-  if (changed({"tdLocked", "tdFormat", "tdRate", "tdProgressive", "fractionalRate", "activeStreams",
-               "sdiMode"})) {
+  if ((changed & kTransport) != 0) {
     pending |= kIrqTransport;
   }
-  if (changed({"st352Valid"}) || Get("st352Packet") != packetBefore) {
+  if ((changed & MaskOf("st352Valid")) != 0 || Get("st352Packet") != packetBefore) {
     pending |= kIrqSt352;
   }
   Set("irqStatus", pending);
-  if (lost("rxLocked")) {
+  if ((lost & MaskOf("rxLocked")) != 0) {
     Set("rxUnlockCap", 1);
   }
-  if (lost("tdLocked")) {
+  if ((lost & MaskOf("tdLocked")) != 0) {
     Set("frameUnlockCap", 1);
   }
 }
 
-// Brings the counter up to now. What it counts by changes only behind a call of this.
+// Brings the counter up to now. What it counts by changes only after a call of this.
 void SdiRxModel::_CountCrcErrors() {
   const auto now = clock_.Steady();
   if (counting_) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <unordered_map>
 
+#include "map/SdiRxRegs.h"
 #include "sim/FieldModel.h"
 #include "sim/SimulatedClock.h"
 #include "sim/VideoSignal.h"
@@ -11,10 +12,13 @@
 
 namespace sim {
 
-/// An SDI receiver. It locks to the signal on its input at once, if it is out of reset and its mode
-/// detector, or the forced mode, lets it; then its status follows the signal. Powered up, it is
-/// held in reset and its interrupt sources are masked. Thread-safe.
-class SdiRxModel : public FieldModel {
+/// An SDI receiver. It locks to the signal on its input at once, if it and its transceiver are out
+/// of reset and its mode detector, or the forced mode, lets it; then its status follows the signal.
+/// A change of rate is done when the detector has found one, or at once with a forced mode, and
+/// fails with a forced mode that is none; none is done in reset. The unlock captures latch each
+/// loss of lock, whatever its cause. Powered up, it is held in reset and its interrupt sources are
+/// masked. Thread-safe.
+class SdiRxModel : public ModelOf<sdi_rx_regs::kFields> {
  public:
   // The interrupt sources that this model knows: bits of irqMask, irqStatus and irqClr.
   static constexpr std::uint32_t kIrqLock = 1;       ///< TRS lock was lost or found
@@ -43,6 +47,7 @@ class SdiRxModel : public FieldModel {
   bool _CanReceive(std::uint32_t mode) const;
   void _FollowSignal();
   void _SetTransport();
+  void _ReportRate(bool running, bool locked);
   void _LatchChanges(std::uint32_t statusBefore, std::uint32_t packetBefore);
   void _CountCrcErrors();
   void _ControlCrcCounter();
