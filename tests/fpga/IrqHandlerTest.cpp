@@ -1,68 +1,64 @@
 #include "modules/IrqHandler.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
-#include "sim/Board.h"
 #include "sim/models/IrqAggregatorModel.h"
+#include "support/CoreTest.h"
 
 namespace {
 
-using sim::Loaded;
-using sim::Stored;
+using Texts = std::vector<std::string>;
 
-class IrqHandlerTest : public testing::Test {
+constexpr std::uint32_t kAll = 0xFFFFFFFF;
+
+class IrqHandlerTest : public CoreTest<sim::IrqAggregatorModel> {
  protected:
-  sim::Board& board = sim::Board::Get();
-  IrqHandlerImpl irqs{"irq_handler", 0};
+  IrqHandlerTest() : CoreTest("irq_handler") {}
+
+  // The field of a line's group: "irq_mask_32_63" for line 40.
+  static std::string Group(const char* kind, std::size_t line) {
+    return FormatMessage("irq_%s_%zu_%zu", kind, line / 32 * 32, line / 32 * 32 + 31);
+  }
+
+  IrqHandlerImpl irqs{name, base};
 };
 
-TEST_F(IrqHandlerTest, QuietPollIsOneLoad) {
-  board.registers.StartTrace();
-  irqs.PollIrq();
-  EXPECT_EQ(board.registers.TakeTrace(), (std::vector{Loaded(0x60, 0)}));
-}
-
+// Each word is read before a bit of it changes, and the field write reads it once more.
 TEST_F(IrqHandlerTest, MasksAllThenHandlesThenClearsAndUnmasksEach) {
-  std::vector<std::string> calls;
-  irqs.RegisterHandler(3, [&] {
-    calls.emplace_back("3a");
-    EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Word(0x00), 0xFFFFFFFFU);
-    EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Word(0x1C), 0xFFFFFFFFU);
-  });
-  irqs.RegisterHandler(3, [&] { calls.emplace_back("3b"); });
-  irqs.RegisterHandler(255, [&] { calls.emplace_back("255"); });
-  irqs.UnmaskIrq(255);
-  irqs.UnmaskIrq(3);
-  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(255);
-  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(3);
-
-  board.registers.StartTrace();
-  irqs.PollIrq();
-  EXPECT_EQ(calls, (std::vector<std::string>{"3a", "3b", "255"}));
-  EXPECT_EQ(
-      board.registers.TakeStores(),
-      (std::vector{Stored(0x00, 0xFFFFFFFF), Stored(0x1C, 0xFFFFFFFF), Stored(0x40, 0x00000008),
-                   Stored(0x00, 0xFFFFFFF7), Stored(0x5C, 0x80000000), Stored(0x1C, 0x7FFFFFFF)}));
-  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irqOutputStatus"), 0U);
-}
-
-// The value is read before the OR, and the field write reads the word once more.
-TEST_F(IrqHandlerTest, MaskOperationReadsTwice) {
-  board.Core<sim::IrqAggregatorModel>("irq_handler").SetWord(0x04, 0x10);
-  board.registers.StartTrace();
-  irqs.MaskIrq(33);
-  EXPECT_EQ(board.registers.TakeTrace(),
-            (std::vector{Loaded(0x04, 0x10), Loaded(0x04, 0x10), Stored(0x04, 0x12)}));
+  constexpr std::uint32_t kLines[] = {3, 40, 64, 101, 134, 167, 200, 255};  // one of each group
+  std::vector<std::uint32_t> calls;
+  Accesses expected{R("irqOutputStatus", 1)};
+  for (const std::uint32_t line : kLines) {
+    irqs.RegisterHandler(line, [&, line] {
+      calls.push_back(line);
+      EXPECT_EQ(core.Get("irq_mask_224_255"), kAll);  // nothing is open while handlers run
+      EXPECT_EQ(core.Get("irq_status_0_31"), 8U);     // nor cleared
+    });
+    irqs.UnmaskIrq(line);
+    core.Pulse(line);
+    expected.push_back(R(Group("status", line), 1U << line % 32));
+  }
+  irqs.RegisterHandler(3, [&] { calls.push_back(1003); });
+  for (const std::uint32_t line : kLines) {
+    const std::string mask = Group("mask", line);
+    expected.insert(expected.end(), {R(mask, ~(1U << line % 32)), W(mask, kAll)});
+  }
+  for (const std::uint32_t line : kLines) {
+    const std::string mask = Group("mask", line);
+    const std::string clear = Group("clr", line);
+    expected.insert(expected.end(), {R(clear, 0), W(clear, 1U << line % 32), R(mask, kAll),
+                                     W(mask, ~(1U << line % 32))});
+  }
+  EXPECT_EQ(AccessesOf([&] { irqs.PollIrq(); }), expected);
+  EXPECT_EQ(calls, (std::vector<std::uint32_t>{3, 1003, 40, 64, 101, 134, 167, 200, 255}));
+  EXPECT_EQ(AccessesOf([&] { irqs.PollIrq(); }), Accesses{R("irqOutputStatus", 0)});
 }
 
 TEST_F(IrqHandlerTest, MaskedLineWaitsForItsUnmasking) {
   int handled = 0;
   irqs.RegisterHandler(40, [&] { ++handled; });
-  board.Core<sim::IrqAggregatorModel>("irq_handler")
-      .SetWord(0x04, 0);  // the hardware's mask is open; the software's is not
-  board.Core<sim::IrqAggregatorModel>("irq_handler").SetLine(40, true);
+  core.Set("irq_mask_32_63", 0);  // the hardware's mask is open; the software's is not
+  core.SetLine(40, true);
   irqs.PollIrq();
   EXPECT_EQ(handled, 0);
   irqs.UnmaskIrq(40);
@@ -70,39 +66,42 @@ TEST_F(IrqHandlerTest, MaskedLineWaitsForItsUnmasking) {
   EXPECT_EQ(handled, 1);
   irqs.PollIrq();  // the line is still up: the cleared bit is latched again
   EXPECT_EQ(handled, 2);
+  irqs.MaskIrq(40);
+  irqs.PollIrq();
+  EXPECT_EQ(handled, 2);
 }
 
 TEST_F(IrqHandlerTest, LineWithoutHandlerIsServedWithAWarning) {
   irqs.UnmaskIrq(7);
-  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(7);
+  core.Pulse(7);
   irqs.PollIrq();
   irqs.PollIrq();
-  EXPECT_EQ(board.log.Messages(4), (std::vector<std::string>{"No handler for IRQ 7"}));
-  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irq_status_0_31"), 0U);
+  EXPECT_EQ(board.log.Messages(4), Texts{"No handler for IRQ 7"});
+  EXPECT_EQ(core.Get("irq_status_0_31"), 0U);
 }
 
 TEST_F(IrqHandlerTest, ThrowingHandlerLeavesItsRoundMasked) {
   irqs.RegisterHandler(1, [] { throw std::runtime_error("handler"); });
-  irqs.UnmaskIrq(1);
-  irqs.UnmaskIrq(2);
-  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(1);
-  board.Core<sim::IrqAggregatorModel>("irq_handler").Pulse(2);
+  for (const std::uint32_t line : {1U, 2U}) {
+    irqs.UnmaskIrq(line);
+    core.Pulse(line);
+  }
   EXPECT_THROW(irqs.PollIrq(), std::runtime_error);
-  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Word(0x00), 0xFFFFFFFFU);
-  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irq_status_0_31"), 6U);
+  EXPECT_EQ(core.Get("irq_mask_0_31"), kAll);
+  EXPECT_EQ(core.Get("irq_status_0_31"), 6U);
 }
 
 TEST_F(IrqHandlerTest, NumbersAbove255DoNothing) {
-  board.registers.StartTrace();
-  irqs.MaskIrq(256);
-  irqs.UnmaskIrq(256);
-  irqs.ClearIrq(256);
-  irqs.RegisterHandler(256, [] {});
-  EXPECT_TRUE(board.registers.TakeTrace().empty());
-  EXPECT_EQ(
-      board.log.Messages(3),
-      (std::vector<std::string>{"Attempt to unmask invalid IRQ", "Attempt to clear invalid IRQ",
-                                "Attempt to register handler for invalid IRQ"}));
+  EXPECT_EQ(AccessesOf([&] {
+              irqs.MaskIrq(256);
+              irqs.UnmaskIrq(256);
+              irqs.ClearIrq(256);
+              irqs.RegisterHandler(256, [] {});
+            }),
+            Accesses{});
+  EXPECT_EQ(board.log.Messages(3),
+            (Texts{"Attempt to unmask invalid IRQ", "Attempt to clear invalid IRQ",
+                   "Attempt to register handler for invalid IRQ"}));
 }
 
 }  // namespace

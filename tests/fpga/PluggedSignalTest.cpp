@@ -1,25 +1,24 @@
-#include <gtest/gtest.h>
-
 #include <stdexcept>
+#include <tuple>
 
 #include "controls/AudioPeakMeterControl.h"
-#include "log/Log.h"
-#include "modules/IrqHandler.h"
 #include "modules/SdiRx.h"
-#include "sim/Board.h"
-#include "sim/models/AudioDeembedderModel.h"
 #include "sim/models/EqualiserChainModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 #include "sim/models/SdiRxModel.h"
+#include "support/CoreTest.h"
 
 namespace {
 
 using sim::SignalOf;
 using sim::VideoSignal;
 
-class PluggedSignalTest : public testing::Test {
+class PluggedSignalTest : public CoreTest<sim::SdiRxModel> {
  protected:
-  void SetUp() override { board.clock.TakeOver(); }
+  PluggedSignalTest() : CoreTest("sdi_rx1", kLogError) {
+    board.clock.TakeOver();
+    rx.Init();
+  }
 
   std::uint32_t IdAfterPlugging(const VideoSignal& signal) {
     board.Plug(1, signal);
@@ -27,14 +26,11 @@ class PluggedSignalTest : public testing::Test {
     return rx.GetVideoFormat().standardId;
   }
 
-  sim::Board& board = sim::Board::Get();
-  sim::SdiRxModel& core = board.Core<sim::SdiRxModel>("sdi_rx1");
-  IrqHandlerImpl irqs{"irq_handler", 0};
-  SdiRxImpl rx{"sdi_rx1", 0x400000, 1, 4};
+  SdiRxImpl rx{name, base, 1, 4};
 };
 
 // The id that the receiver gives for each row of the table, plugged with the row's own payload
-// identifier. Where it isn't the row itself, the wire doesn't tell them apart.
+// ID. Where it isn't the row itself, the wire doesn't tell them apart.
 int SeenAs(int id) {
   struct Range {
     int first, last, seen, step;  // `step` ids of the range share one seen id
@@ -56,85 +52,65 @@ int SeenAs(int id) {
 }
 
 TEST_F(PluggedSignalTest, EveryStandardIsSeen) {
-  SetLogLevel(kLogError);
-  rx.Init();
   for (const VideoStandardRow& row : kVideoStandards) {
-    ASSERT_EQ(IdAfterPlugging(SignalOf(row.id)), static_cast<std::uint32_t>(SeenAs(row.id)))
+    const int seen = SeenAs(row.id);
+    ASSERT_EQ(IdAfterPlugging(SignalOf(row.id)), static_cast<std::uint32_t>(seen))
         << row.standard.GetLinkName();
+    if (seen != 0) {
+      ASSERT_EQ(core.Get("videoType"), GetVideoStandard(seen).sdiRxVideoType) << row.id;
+    }
   }
-}
-
-TEST_F(PluggedSignalTest, PacketDecidesWhatTheTransportLeavesOpen) {
-  rx.Init();
-  EXPECT_EQ(IdAfterPlugging({.standardId = 36}), 15U);
-  EXPECT_EQ(IdAfterPlugging({.standardId = 64}), 39U);
+  EXPECT_EQ(IdAfterPlugging({.standardId = 64}), 39U);  // no packet tells the link
   EXPECT_EQ(IdAfterPlugging({.standardId = 83, .st352 = 0x2180CB98}), 83U);
-  EXPECT_EQ(core.Get("st352Packet"), 0x2180CB98U);
   EXPECT_EQ(IdAfterPlugging({.standardId = 33}), 0U);
   EXPECT_THROW(board.Plug(4, SignalOf(5)), std::out_of_range);
 }
 
-TEST_F(PluggedSignalTest, ChangeReachesItsHandlerOnce) {
-  int handled = 0;
-  std::vector<std::uint32_t> heard;
-  irqs.RegisterHandler(rx.GetIrqNumber(), [&] {
-    ++handled;
-    rx.HandleIrq();
-  });
-  rx.RegisterVideoFormatCallback(
-      [&](std::uint32_t, const VideoFormat& format) { heard.push_back(format.standardId); });
-  irqs.UnmaskIrq(4);
-  rx.Init();
+TEST_F(PluggedSignalTest, ChangeRaisesItsLineUnlessMasked) {
+  auto& irqs = board.Core<sim::IrqAggregatorModel>("irq_handler");
   board.Plug(1, SignalOf(16));
-  irqs.PollIrq();
-  EXPECT_EQ(handled, 0);  // the core's sources are masked
+  EXPECT_EQ(core.Get("irqStatus"), 7U);  // pending all the same
+  EXPECT_EQ(irqs.Get("irq_status_0_31"), 0U);
   rx.EnableIrq();
-  const auto poll = [&] {
-    irqs.PollIrq();
-    irqs.PollIrq();  // what was served is quiet
-  };
-  poll();
-  board.Plug(1, SignalOf(140));
-  poll();
-  board.Plug(1, SignalOf(140));  // no news: the interrupt comes, no listener hears of it
-  poll();
-  board.Plug(1, {});
-  poll();
-  EXPECT_EQ(handled, 4);
-  EXPECT_EQ(heard, (std::vector<std::uint32_t>{16, 140, 0}));
+  EXPECT_EQ(irqs.Get("irq_status_0_31"), 1U << 4);
+  rx.HandleIrq();
   EXPECT_EQ(core.Get("irqStatus"), 0U);
-  EXPECT_EQ(board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irqOutputStatus"), 0U);
-
-  rx.DisableIrq();
-  board.Plug(1, SignalOf(16));
-  irqs.PollIrq();
-  EXPECT_EQ(handled, 4);
-  EXPECT_NE(core.Get("irqStatus"), 0U);  // pending all the same
+  board.Plug(1, SignalOf(16));  // the lock was lost in between
+  EXPECT_EQ(core.Get("irqStatus"), 7U);
 }
 
-TEST_F(PluggedSignalTest, CoreLocksOnlyWhereItMay) {
+TEST_F(PluggedSignalTest, CoreLocksAndChangesItsRateOnlyWhereItMay) {
+  const auto report = [&] {
+    return std::tuple{rx.IsRxLocked() && rx.IsTransportLocked(), core.Get("rxChangeDone"),
+                      core.Get("rxChangeFail"), core.Get("resetDone")};
+  };
+  const std::tuple locked{true, 1U, 0U, 1U};
+  const std::tuple hunting{false, 0U, 0U, 1U};
+  const std::tuple held{false, 0U, 0U, 0U};
+  EXPECT_EQ(report(), hunting);
   board.Plug(1, SignalOf(138));
-  EXPECT_FALSE(rx.IsRxLocked());  // in reset since power-up
-  rx.Init();
-  EXPECT_TRUE(rx.IsRxLocked() && rx.IsTransportLocked());
+  EXPECT_EQ(report(), locked);
   rx.SetForcedMode(2);
-  EXPECT_FALSE(rx.IsRxLocked());
+  EXPECT_EQ(report(), std::tuple(false, 1U, 0U, 1U));
+  rx.SetForcedMode(6);  // no mode
+  EXPECT_EQ(report(), std::tuple(false, 0U, 1U, 1U));
   rx.SetForcedMode(5);
-  EXPECT_TRUE(rx.IsRxLocked());
+  EXPECT_EQ(report(), locked);
   rx.SetModeEnable(0x0F);
-  EXPECT_FALSE(rx.IsRxLocked());
-  rx.Init();
-  EXPECT_TRUE(rx.IsRxLocked());
-  rx.HoldInReset();
-  EXPECT_EQ(rx.GetStatusText(), "No TRS lock");
-  rx.Init();
-  board.Plug(1, SignalOf(2));
-  EXPECT_EQ(rx.GetStatusText(), "TRS Lock, No Transport Detect Lock");
+  EXPECT_EQ(report(), hunting);
+  rx.SetModeEnable(0x10);
+  EXPECT_EQ(report(), locked);
+  for (const SdiRxImpl::FieldId reset :
+       std::initializer_list<SdiRxImpl::FieldId>{"reset", "gtReset"}) {
+    rx.WriteBitfield(reset, 1);
+    EXPECT_EQ(report(), held);
+    rx.WriteBitfield(reset, 0);
+    EXPECT_EQ(report(), locked);
+  }
 }
 
 TEST_F(PluggedSignalTest, UnlockCapturesHoldUntilTheyAreArmed) {
   board.Plug(1, SignalOf(39));
-  rx.Init();
   EXPECT_FALSE(rx.IsRxUnlockCaptured() || rx.IsFrameUnlockCaptured());
   board.Plug(1, SignalOf(39));
   EXPECT_TRUE(rx.IsRxUnlockCaptured() && rx.IsFrameUnlockCaptured());
@@ -143,29 +119,28 @@ TEST_F(PluggedSignalTest, UnlockCapturesHoldUntilTheyAreArmed) {
 }
 
 TEST_F(PluggedSignalTest, CrcErrorsAreCountedByTheClock) {
-  using std::chrono::seconds;
   VideoSignal damaged = SignalOf(39);
   damaged.crcErrorsPerSecond = 100;
+  const auto countAfter = [&](int milliseconds) {
+    board.clock.Advance(std::chrono::milliseconds(milliseconds));
+    return rx.GetCrcErrorCount(milliseconds == 2500);
+  };
+  rx.HoldInReset();
   board.Plug(1, damaged);
-  board.clock.Advance(seconds(5));
-  rx.Init();
-  EXPECT_EQ(rx.GetCrcErrorCount(false), 0U);
-  board.clock.Advance(std::chrono::milliseconds(2500));
-  EXPECT_EQ(rx.GetCrcErrorCount(true), 250U);
-  EXPECT_EQ(rx.GetCrcErrorCount(false), 0U);
-  board.clock.Advance(seconds(1));
+  EXPECT_EQ(countAfter(5000), 0U);
+  rx.ReleaseFromReset();
+  EXPECT_EQ(countAfter(2500), 250U);
+  EXPECT_EQ(countAfter(1000), 100U);
   board.Plug(1, SignalOf(39));
-  board.clock.Advance(seconds(1));
-  EXPECT_EQ(rx.GetCrcErrorCount(false), 100U);
+  EXPECT_EQ(countAfter(1000), 100U);
   rx.WriteBitfield("clrErrCnt", 1);
   board.Plug(1, damaged);
-  board.clock.Advance(seconds(1));
+  EXPECT_EQ(countAfter(1000), 0U);
   rx.WriteBitfield("clrErrCnt", 0);
-  EXPECT_EQ(rx.GetCrcErrorCount(false), 0U);
+  EXPECT_EQ(countAfter(0), 0U);
   damaged.crcErrorsPerSecond = 0xFFFFFFFF;
   board.Plug(1, damaged);
-  board.clock.Advance(seconds(2));
-  EXPECT_EQ(rx.GetCrcErrorCount(false), 0xFFFFFFFFU);
+  EXPECT_EQ(countAfter(2000), 0xFFFFFFFFU);
 }
 
 TEST_F(PluggedSignalTest, ReconfigurationWordsStickAtOnce) {
@@ -173,58 +148,40 @@ TEST_F(PluggedSignalTest, ReconfigurationWordsStickAtOnce) {
   EXPECT_EQ(board.clock.SleptMicroseconds(), 1000U);
   EXPECT_EQ(core.ReconfigWord(352), 9U);
   EXPECT_EQ(core.ReconfigWord(358), 132U);
-  rx.ConfigureTransceiver(false, 3, 0x123, 4);
-  EXPECT_EQ(core.ReconfigWord(352), 9U);  // bits 3..1 are replaced by the same
-  EXPECT_EQ(core.ReconfigWord(284), 1U);
 }
 
 // One signal of each rate, and what an equaliser's status says of it.
 TEST_F(PluggedSignalTest, EqualiserSeesTheRate) {
-  const struct {
-    int id;
-    unsigned status;
-  } cases[] = {{0, 1}, {5, 2}, {14, 4}, {41, 6}, {45, 6}, {57, 8}, {138, 10}, {33, 1}};
-  for (const auto& c : cases) {
-    board.Plug(3, SignalOf(c.id));
-    EXPECT_EQ(board.equaliserChain.Register(3, sim::EqualiserChainModel::kStatusReg), c.status)
-        << c.id;
+  constexpr auto kStatus = sim::EqualiserChainModel::kStatusReg;
+  for (const auto& [id, status] :
+       {std::pair{0, 1}, {5, 2}, {14, 4}, {41, 6}, {45, 6}, {57, 8}, {138, 10}, {33, 1}}) {
+    board.Plug(3, SignalOf(id));
+    EXPECT_EQ(board.equaliserChain.Register(3, kStatus), status) << id;
   }
-  EXPECT_EQ(board.equaliserChain.Register(2, sim::EqualiserChainModel::kStatusReg), 1);
+  EXPECT_EQ(board.equaliserChain.Register(2, kStatus), 1);
 }
 
-TEST_F(PluggedSignalTest, AudioReachesDeembedderAndMeters) {
-  AudioPeakMeterControl meters("in_peak_meters", 0x2C00000, 1, 44, 1);
+TEST_F(PluggedSignalTest, AudioReachesTheMeters) {
+  AudioPeakMeterControl meters("in_peak_meters", facts::ModuleOf("in_aud_1_peak_meters").base, 1,
+                               44, 1);
   meters.ResetAndRelease();
-  sim::AudioDeembedderModel& deembedder = board.Core<sim::AudioDeembedderModel>("in_aud_1_deemb");
-  deembedder.Set("reset", 0);
-  deembedder.Set("deembed_en", 1);
   std::vector<std::uint32_t> peaks(16);
-  const auto measure = [&] {
+  const auto plug = [&](const VideoSignal& signal) {
+    board.Plug(1, signal);
     meters.SwitchBank();  // ends a measurement in which the signal changed
     meters.SwitchBank();
     meters.ReadPeaks(peaks);
   };
-
   VideoSignal signal = SignalOf(41);
   signal.audio[0] = {.present = false};
   signal.audio[7] = {.burstType = 28, .line = 13};
-  board.Plug(1, signal);
-  measure();
-  EXPECT_EQ(deembedder.Get("audioStatus"), 0xFFFCU);
-  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_7_line"), 13U);
-  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_7_type"), 28U);
-  EXPECT_EQ(deembedder.Get("nonpcm_channel_pair_6_line"), 0U);
-  constexpr std::uint32_t kTone = 1056063;  // -18 dB of 8388607
+  plug(signal);
   std::vector<std::uint32_t> expected{0, 0};
-  expected.resize(14, kTone);
-  expected.resize(16, 8000000);
+  expected.resize(14, 1056063);  // a tone of -18 dB of 8388607
+  expected.resize(16, 8000000);  // a burst
   EXPECT_EQ(peaks, expected);
-  EXPECT_EQ(board.Core<sim::AudioDeembedderModel>("in_aud_0_deemb").Get("audioStatus"), 0U);
-
   signal.standardId = 0;  // audio needs a signal that carries it
-  board.Plug(1, signal);
-  measure();
-  EXPECT_EQ(deembedder.Get("audioStatus"), 0U);
+  plug(signal);
   EXPECT_EQ(peaks, std::vector<std::uint32_t>(16, 0));
 }
 

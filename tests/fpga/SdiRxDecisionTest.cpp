@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <map>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -23,140 +25,96 @@ Report ReportOf(std::uint32_t raster, std::uint32_t streams, bool progressive, s
   return report;
 }
 
-// Standard ids without an ST 352 packet, by rate code: what isn't listed is unknown.
-struct PlainIds {
-  std::uint32_t raster, streams;
-  bool progressive;
-  std::map<std::uint32_t, std::uint32_t> idOfRate;
+// What each report without a packet means: the ids of the rate codes 0 to 15, and the colorimetry.
+struct Ids {
+  std::array<std::uint32_t, 16> byRate;
+  std::uint32_t colorimetry = kBt709;
+};
+// clang-format off
+const std::map<char, Ids> kIds{
+    {'-', {{}}},
+    //     0  1   2   3  4   5   6   7  8    9   10   11 12 13 14 15
+    {'7', {{0, 0,  7,  8, 0,  9, 10, 11, 0,  12,  13,  14}}},
+    {'i', {{0, 0, 34, 35, 0, 15, 16, 17}}},
+    {'p', {{0, 0, 18, 19, 0, 20, 24, 25, 0,  39,  40,  41}}},
+    {'b', {{0, 0,  0,  0, 0, 51, 52, 53}}},
+    {'w', {{0, 0, 21, 22, 0, 23,  0,  0, 0,  42,  43,  44}}},
+    {'v', {{0, 0,  0,  0, 0, 54, 55, 56}}},
+    {'8', {{0, 0, 57, 58, 0, 59, 60, 61, 0, 138, 139, 140}, kBt2020}},
+    {'9', {{0, 0, 57, 57, 0, 57, 60, 61, 0, 177, 178, 179}, kBt2020}},
+    {'5', {{5, 5,  5,  5, 5,  5,  5,  5, 5,   5,   5,   5, 5, 5, 5, 5}, kBt601}},
+    {'6', {{6, 6,  6,  6, 6,  6,  6,  6, 6,   6,   6,   6, 6, 6, 6, 6}, kBt601}},
+};
+// By raster and streams code, an interlaced transport before a progressive one.
+constexpr std::array<std::array<const char*, 8>, 8> kReports{{
+    {"--", "ip", "b-", "88", "--", "--", "--", "--"},  // 1920x1080
+    {"77", "77", "77", "77", "77", "77", "77", "77"},  // 1280x720
+    {"--", "-w", "v-", "99", "--", "--", "--", "--"},  // 2048x1080
+    {"--", "--", "--", "--", "--", "--", "--", "--"},
+    {"55", "55", "55", "55", "55", "55", "55", "55"},  // 720x486
+    {"66", "66", "66", "66", "66", "66", "66", "66"},  // 720x576
+    {"--", "--", "--", "--", "--", "--", "--", "--"},
+    {"--", "--", "--", "--", "--", "--", "--", "--"},
+}};
+// clang-format on
+
+// Raster, streams, progressive transport, rate code, packet, and the id it tells.
+using Told =
+    std::tuple<std::uint32_t, std::uint32_t, bool, std::uint32_t, std::uint32_t, std::uint32_t>;
+constexpr std::uint32_t kPsf = 1U << 14;  // a progressive picture
+const std::vector<Told> kTold{
+    {0, 1, false, 5, kPsf, 36}, {0, 1, false, 6, kPsf, 37}, {0, 1, false, 7, kPsf, 38},
+    {0, 1, true, 9, 151, 62},   {0, 1, true, 10, 151, 66},  {0, 1, true, 11, 151, 70},
+    {0, 2, false, 5, 152, 74},  {0, 2, false, 6, 152, 78},  {0, 2, false, 7, 152, 82},
+    {2, 1, true, 9, 151, 141},  {2, 1, true, 10, 151, 145}, {2, 1, true, 11, 151, 149},
+    {2, 2, false, 5, 152, 153}, {2, 2, false, 6, 152, 157}, {2, 2, false, 7, 152, 161},
 };
 
-const std::vector<PlainIds> kPlainIds{
-    {0, 1, false, {{2, 34}, {3, 35}, {5, 15}, {6, 16}, {7, 17}}},
-    {0, 1, true, {{2, 18}, {3, 19}, {5, 20}, {6, 24}, {7, 25}, {9, 39}, {10, 40}, {11, 41}}},
-    {0, 2, false, {{5, 51}, {6, 52}, {7, 53}}},
-    {2, 1, true, {{2, 21}, {3, 22}, {5, 23}, {9, 42}, {10, 43}, {11, 44}}},
-    {2, 2, false, {{5, 54}, {6, 55}, {7, 56}}},
-};
-const std::map<std::uint32_t, std::uint32_t> k720pIds{{2, 7},  {3, 8},  {5, 9},   {6, 10},
-                                                      {7, 11}, {9, 12}, {10, 13}, {11, 14}};
-const std::map<std::uint32_t, std::uint32_t> kWideIds{{2, 57}, {3, 58},  {5, 59},   {6, 60},
-                                                      {7, 61}, {9, 138}, {10, 139}, {11, 140}};
-const std::map<std::uint32_t, std::uint32_t> kWide4096Ids{{2, 57}, {3, 57},  {5, 57},   {6, 60},
-                                                          {7, 61}, {9, 177}, {10, 178}, {11, 179}};
-
-std::uint32_t IdAt(const std::map<std::uint32_t, std::uint32_t>& ids, std::uint32_t rate) {
-  const auto id = ids.find(rate);
-  return id != ids.end() ? id->second : 0;
-}
-
-std::uint32_t PlainId(const Report& report) {
-  switch (report.raster) {
-    case 1:
-      return IdAt(k720pIds, report.rate);
-    case 4:
-      return 5;
-    case 5:
-      return 6;
-    default:
-      break;
-  }
-  if (report.streams == 3 && (report.raster == 0 || report.raster == 2)) {
-    return IdAt(report.raster == 0 ? kWideIds : kWide4096Ids, report.rate);
-  }
-  for (const PlainIds& row : kPlainIds) {
-    if (std::tie(row.raster, row.streams, row.progressive) ==
-        std::tie(report.raster, report.streams, report.progressive)) {
-      return IdAt(row.idOfRate, report.rate);
-    }
-  }
-  return 0;
-}
-
-TEST(SdiRxDecision, EveryReportWithoutPacket) {
+// Every report, without a packet and with those that could tell something.
+TEST(SdiRxDecision, EveryReport) {
+  std::vector<Told> told;
   for (std::uint32_t code = 0; code < 8U * 8U * 2U * 16U; ++code) {
-    const Report report =
-        ReportOf(code % 8, code / 8 % 8, code / 64 % 2 != 0, code / 128);  // every combination
-    const VideoFormat format = sdi_rx::DecideVideoFormat(report);
-    VideoFormat expected;
-    expected.standardId = PlainId(report);
-    if (expected.standardId == 5 || expected.standardId == 6) {
-      expected.colorimetry = kBt601;
-    } else if (expected.standardId != 0 && report.streams == 3 && report.raster != 1) {
-      expected.colorimetry = kBt2020;
+    Report report = ReportOf(code >> 8, code >> 5 & 7, (code >> 4 & 1) != 0, code & 15);
+    const Ids& ids = kIds.at(kReports.at(report.raster).at(report.streams)[code >> 4 & 1]);
+    VideoFormat expected{.standardId = ids.byRate.at(report.rate)};
+    expected.colorimetry = expected.standardId != 0 ? ids.colorimetry : kBt709;
+    for (const std::uint32_t packet : {0U, kPsf, 151U, 152U, ~(kPsf | 8U)}) {
+      report.st352Packet = packet;  // not valid: it says nothing
+      report.st352Valid = false;
+      ASSERT_EQ(sdi_rx::DecideVideoFormat(report), expected) << code;
+      report.st352Valid = true;
+      const std::uint32_t id = sdi_rx::DecideVideoFormat(report).standardId;
+      if (id != expected.standardId) {
+        told.emplace_back(report.raster, report.streams, report.progressive, report.rate, packet,
+                          id);
+      }
     }
-    EXPECT_EQ(format, expected) << "raster " << report.raster << " streams " << report.streams
-                                << " progressive " << report.progressive << " rate " << report.rate
-                                << ": " << format.standardId;
   }
+  EXPECT_EQ(told, kTold);
 }
 
-TEST(SdiRxDecision, CodesBeyondTheirFieldsAreUnknown) {
-  EXPECT_EQ(sdi_rx::DecideVideoFormat(ReportOf(0xFFFFFFFF, 1, true, 9)), VideoFormat{});
-  EXPECT_EQ(sdi_rx::DecideVideoFormat(ReportOf(0, 0xFFFFFFFF, true, 9)), VideoFormat{});
-  EXPECT_EQ(sdi_rx::DecideVideoFormat(ReportOf(0, 1, true, 0xFFFFFFFF)), VideoFormat{});
-}
-
-TEST(SdiRxDecision, PacketTellsPsfAndLinks) {
-  struct Case {
-    std::uint32_t raster, streams;
-    bool progressive;
-    std::uint32_t rate, packet, id;
-  };
-  constexpr std::uint32_t kPsf = 1U << 14;
-  const std::vector<Case> cases{
-      // A progressive picture in an interlaced transport; at 23.98 and 24 there is no other.
-      {0, 1, false, 5, kPsf, 36},
-      {0, 1, false, 6, kPsf, 37},
-      {0, 1, false, 7, kPsf, 38},
-      {0, 1, false, 7, ~kPsf, 17},
-      {0, 1, false, 2, 0, 34},
-      {0, 1, true, 5, kPsf, 20},
-      // Links: the payload byte, and the link in bits 30 and 29.
-      {0, 1, true, 9, 0x0180C997, 62},
-      {0, 1, true, 9, 0x2180C997, 63},
-      {0, 1, true, 10, 0x4180CA97, 68},
-      {0, 1, true, 11, 0x6180CB97, 73},
-      {0, 1, true, 11, 0x8180CB97, 70},  // bit 31 is no part of it
-      {2, 1, true, 9, 0x2140C997, 142},
-      {2, 1, true, 10, 0x0140CA97, 145},
-      {2, 1, true, 11, 0x6140CB97, 152},
-      {0, 2, false, 5, 0x00000098, 74},
-      {0, 2, false, 6, 0x20000098, 79},
-      {0, 2, false, 7, 0x40000098, 84},
-      {2, 2, false, 5, 0x60000098, 156},
-      {2, 2, false, 6, 0x00000098, 157},
-      {2, 2, false, 7, 0x60000098, 164},
-      // The payload byte of the other family, of none, or at a rate without links.
-      {0, 1, true, 9, 0x2180C998, 39},
-      {0, 2, false, 5, 0x2180C997, 51},
-      {2, 2, false, 7, 0x6140CB97, 56},
-      {0, 1, true, 10, 0x0100CA89, 40},
-      {0, 1, true, 7, 0x2180C997, 25},
-      {0, 3, true, 9, 0x2180C997, 138},
-  };
-  for (const Case& c : cases) {
-    Report report = ReportOf(c.raster, c.streams, c.progressive, c.rate);
+// The link stands in bits 30 and 29; bit 31 is no part of it.
+TEST(SdiRxDecision, PacketTellsTheLink) {
+  for (const auto& [raster, streams, progressive, rate, packet, id] : kTold) {
+    Report report = ReportOf(raster, streams, progressive, rate);
     report.st352Valid = true;
-    report.st352Packet = c.packet;
-    EXPECT_EQ(sdi_rx::DecideVideoFormat(report).standardId, c.id) << std::hex << c.packet;
-    // A word that isn't valid says nothing.
-    report.st352Valid = false;
-    EXPECT_EQ(sdi_rx::DecideVideoFormat(report).standardId, PlainId(report))
-        << std::hex << c.packet;
+    for (const std::uint32_t top : {0U, 1U, 2U, 3U, 4U, 7U}) {
+      report.st352Packet = packet | top << 29 | 0x1F800000;
+      EXPECT_EQ(sdi_rx::DecideVideoFormat(report).standardId, packet == kPsf ? id : id + top % 4);
+    }
   }
 }
 
 TEST(SdiRxDecision, PacketTellsThePicture) {
-  struct Case {
+  const struct {
     std::uint32_t mode, packet, colorimetry, transfer;
-  };
-  const std::vector<Case> cases{
+  } cases[] = {
       {0, 0xFFFFFFFF, kBt709, 0},  {1, 0x00800000, kBt2020, 0}, {1, 0x00200000, kBt709, 0},
       {1, 0x00001000, kBt709, 2},  {2, 0x00200000, kBt2020, 0}, {2, 0x00300000, kBt709, 0},
       {2, 0x00100000, kBt709, 0},  {2, 0x00800000, kBt709, 0},  {3, 0x00201000, kBt2020, 2},
       {4, 0x00202000, kBt2020, 1}, {5, 0x00003000, kBt709, 0},  {7, 0x00202000, kBt2020, 1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     // A standard that no bit of the packet changes: eight streams, where 709 is no default.
     Report report = ReportOf(0, 3, true, 9);
     report.mode = c.mode;
@@ -177,33 +135,30 @@ TEST(SdiRxDecision, OneStreamIsConclusiveInStandardDefinitionAlone) {
   }
 }
 
+// Every code of each field, side by side.
 TEST(SdiRxDecision, LockedText) {
-  struct Case {
-    std::uint32_t mode, raster, streams, rate;
-    bool fractional, progressive;
-    const char* text;
-  };
-  const std::vector<Case> cases{
-      {0, 4, 0, 6, true, false, "Locked 270M 720x486 1 Stream 29.97 FPS Frac:1 Prog:0"},
-      {0, 5, 0, 5, false, false, "Locked 270M 720x576 1 Stream 25 FPS Frac:0 Prog:0"},
-      {1, 1, 1, 10, true, true, "Locked 1.5G 1280x720 2 Streams 59.94 FPS Frac:1 Prog:1"},
-      {1, 2, 1, 2, true, true, "Locked 1.5G 2048x1080 2 Streams 23.98 FPS Frac:1 Prog:1"},
-      {2, 0, 1, 11, false, true, "Locked 3G (A) 1920x1080 2 Streams 60 FPS Frac:0 Prog:1"},
-      {3, 0, 2, 7, false, false, "Locked 3G (B) 1920x1080 4 Streams 30 FPS Frac:0 Prog:0"},
-      {4, 0, 3, 3, false, true, "Locked 6G 1920x1080 8 Streams 24 FPS Frac:0 Prog:1"},
-      {5, 0, 4, 9, false, true, "Locked 12G 1920x1080 16 Streams 50 FPS Frac:0 Prog:1"},
-      {1, 0, 1, 4, true, true, "Locked 1.5G 1920x1080 2 Streams 47.95 FPS Frac:1 Prog:1"},
-      {1, 0, 1, 8, false, true, "Locked 1.5G 1920x1080 2 Streams 48 FPS Frac:0 Prog:1"},
-      {6, 3, 5, 1, false, false,
-       " Unknown Data Rate Unknown Transport Unknown Streams Unknown FPS Frac:0 Prog:0"},
-      {7, 6, 7, 12, false, true,
-       " Unknown Data Rate Unknown Transport Unknown Streams Unknown FPS Frac:0 Prog:1"},
-  };
-  for (const Case& c : cases) {
-    Report report = ReportOf(c.raster, c.streams, c.progressive, c.rate);
-    report.mode = c.mode;
-    report.fractional = c.fractional;
-    EXPECT_EQ(sdi_rx::LockedText(report), c.text);
+  constexpr std::array kModes{"Locked 270M",        "Locked 1.5G",       "Locked 3G (A)",
+                              "Locked 3G (B)",      "Locked 6G",         "Locked 12G",
+                              " Unknown Data Rate", " Unknown Data Rate"};
+  constexpr auto kNoRaster = " Unknown Transport";
+  constexpr std::array kRasters{" 1920x1080", " 1280x720", " 2048x1080", kNoRaster,
+                                " 720x486",   " 720x576",  kNoRaster,    kNoRaster};
+  constexpr auto kNoStreams = " Unknown Streams";
+  constexpr std::array kStreams{" 1 Stream",   " 2 Streams", " 4 Streams", " 8 Streams",
+                                " 16 Streams", kNoStreams,   kNoStreams,   kNoStreams};
+  constexpr auto kNo = " Unknown FPS";
+  constexpr std::array kRates{kNo,          kNo,       " 23.98 FPS", " 24 FPS",
+                              " 47.95 FPS", " 25 FPS", " 29.97 FPS", " 30 FPS",
+                              " 48 FPS",    " 50 FPS", " 59.94 FPS", " 60 FPS",
+                              kNo,          kNo,       kNo,          kNo};
+  for (std::uint32_t code = 0; code < 16; ++code) {
+    const std::size_t i = code % 8;
+    Report report = ReportOf(code % 8, code % 8, code < 6, code);
+    report.mode = code % 8;
+    report.fractional = code > 2;
+    EXPECT_EQ(sdi_rx::LockedText(report), std::string(kModes[i]) + kRasters[i] + kStreams[i] +
+                                              kRates[code] + (code > 2 ? " Frac:1" : " Frac:0") +
+                                              (code < 6 ? " Prog:1" : " Prog:0"));
   }
 }
 

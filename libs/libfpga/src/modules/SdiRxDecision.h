@@ -32,8 +32,8 @@ bool IsConclusive(const Report& report);
 /// VideoFormat, standardId 0.
 VideoFormat DecideVideoFormat(const Report& report);
 
-/// "Locked", then what the receiver sees: data rate, raster, streams, frame rate, flags. A data rate
-/// without a name replaces the word.
+/// "Locked", then what the receiver sees: data rate, raster, streams, frame rate, flags. A data
+/// rate without a name replaces the word.
 std::string LockedText(const Report& report);
 
 }  // namespace sdi_rx
