@@ -15,10 +15,6 @@ constexpr std::uint8_t kAesLink = 12;   // MADI has four, AES one
 
 constexpr float kAudioDelayMs = 10.0F;  // room to make up for drift on both sides
 
-constexpr std::uint16_t kLockToInput = 2;
-constexpr std::uint16_t kShowVideo = 0;
-constexpr std::uint16_t kShowFlatField = 1;
-
 const char* NameOf(AudioType type) {
   switch (type) {
     case AudioType::Pcm:
@@ -82,7 +78,7 @@ void FollowInputs::_OpenInterrupts() {
     SdiRx& receiver = *fpga_.GetSdiRxs()[path];
     InputAudioPathFacade& input = *audio_.GetInputAudioPathFacadeAtIndex(path);
     input.GetDelayControl().SetGlobalDelay(kAudioDelayMs);
-    fpga_.GetFramesyncs()[path]->SetupOutputMode(kShowVideo, kShowFlatField);
+    fpga_.GetFramesyncs()[path]->SetupOutputMode(Framesync::kShowVideo, Framesync::kShowFlatField);
     receiver.RegisterVideoFormatCallback(
         [this](std::uint32_t index, const VideoFormat& format) { _Follow(index, format); });
     _Serve(receiver.GetIrqNumber(), [&receiver] { receiver.HandleIrq(); });
@@ -118,7 +114,7 @@ void FollowInputs::_Follow(std::size_t path, const VideoFormat& format) {
   if (id != 0) {
     Framesync& framesync = *fpga_.GetFramesyncs()[path];
     framesync.SetupFormat(id);
-    framesync.SetupLockMode(kLockToInput, static_cast<std::int32_t>(id));
+    framesync.SetupLockMode(Framesync::kLockToInput, static_cast<std::int32_t>(id));
     framesync.SetOutputOffset(0, 0.0F);
     fpga_.GetSdiTxs()[path]->SetOutVideoFormat(id);
     audio_.GetEmbedderAtIndex(path).OnVideoTypeChange(0, id);

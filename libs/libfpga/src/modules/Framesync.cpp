@@ -18,14 +18,12 @@ constexpr std::uint32_t kMemoryAlignUnits = 1U << (kMemoryAlignShift - kMemoryUn
 constexpr std::uint32_t kMemoryAlignMask = (kMemoryAlignUnits - 1) << kMemoryUnitShift;
 
 // Fixed numbers of the core, in samples: what is taken off a computed alignment, and off one that
-// it reports.
+// the core reports.
 constexpr std::int32_t kAlignmentCorrection = 54;
 constexpr std::uint32_t kReportCorrection = 50;
 
 constexpr std::int64_t kIntervalTolerance = 16;  // samples
 constexpr unsigned kSettledReadings = 16;
-
-enum LockMode : std::uint16_t { kLockToRef0 = 0, kLockToRef1 = 1, kLockToInput = 2 };
 
 struct LockModeRow {
   std::uint8_t freeRunCsr, refAlignGen, lockToInput, lockToRef, refSelect;
@@ -33,8 +31,8 @@ struct LockModeRow {
 // clang-format off
 constexpr std::array<LockModeRow, 5> kLockModes{{
   // freeRunCsr refAlignGen lockToInput lockToRef refSelect
-  {0, 0, 0, 1, 0},  // reference 0
-  {0, 0, 0, 1, 1},  // reference 1
+  {0, 0, 0, 1, 0},  // the first reference
+  {0, 0, 0, 1, 1},  // the second
   {0, 0, 1, 0, 0},  // an input
   {1, 1, 0, 0, 0},  // free run
   {0, 0, 0, 0, 0},  // no lock, also for every number above
@@ -115,10 +113,11 @@ void FramesyncImpl::SetBypass(bool bypass) {
 
 // The whole image goes in while the core is in reset; the rise of `loadRegs` makes it take effect.
 void FramesyncImpl::SetupFormat(std::uint32_t standardId) {
-  if (!IsKnownStandard(static_cast<std::int32_t>(standardId)) || standardId == currentStandard_) {
+  const auto id = static_cast<std::int32_t>(standardId);
+  if (!IsKnownStandard(id) || id == currentStandard_) {
     return;
   }
-  const VideoStandard& format = GetVideoStandard(static_cast<std::int32_t>(standardId));
+  const VideoStandard& format = GetVideoStandard(id);
   LOG_INFO("Setting up %s for input video %s", name_.c_str(), format.name.c_str());
   const framesync::FrameGeometry geometry = framesync::GeometryOf(format);
   const framesync::BurstLayout& layout = geometry.layout;
@@ -159,7 +158,7 @@ void FramesyncImpl::SetupFormat(std::uint32_t standardId) {
           {"patternVideoType", format.framesyncVideoType}});
   LOG_DEBUG("FPGA Video type set to %d", format.framesyncVideoType);
   WriteBitfield("reset", 0);
-  currentStandard_ = standardId;
+  currentStandard_ = id;
 }
 
 void FramesyncImpl::SetupLockMode(std::uint16_t mode, std::int32_t standardId) {
@@ -219,7 +218,7 @@ void FramesyncImpl::SetFrameDelay(std::uint32_t frames) {
 void FramesyncImpl::SetOutputOffset(std::int16_t lines, float microseconds) {
   if (lockMode_ == kLockToInput) {
     _SetOutputOffsetInputVideo(lines, microseconds);
-  } else if (lockMode_ == kLockToRef0 || lockMode_ == kLockToRef1) {
+  } else if (lockMode_ == kLockToFirstReference || lockMode_ == kLockToSecondReference) {
     _SetOutputOffsetRef(lines, microseconds);
   }
 }
@@ -227,7 +226,7 @@ void FramesyncImpl::SetOutputOffset(std::int16_t lines, float microseconds) {
 void FramesyncImpl::CheckAlignment(bool check) {
   if (lockMode_ == kLockToInput) {
     _CheckLockToInputAlignment(check);
-  } else if (lockMode_ == kLockToRef0 || lockMode_ == kLockToRef1) {
+  } else if (lockMode_ == kLockToFirstReference || lockMode_ == kLockToSecondReference) {
     _CheckLockToRefAlignment(check);
   }
 }
@@ -295,7 +294,7 @@ void FramesyncImpl::_Write(std::initializer_list<FieldValue> writes) {
 }
 
 const VideoStandard& FramesyncImpl::_Format() const {
-  return GetVideoStandard(static_cast<std::int32_t>(currentStandard_));
+  return GetVideoStandard(currentStandard_);
 }
 
 void FramesyncImpl::_ApplyDelay() {
@@ -311,11 +310,12 @@ void FramesyncImpl::_ResetOutput() {
   }
 }
 
-void FramesyncImpl::_SetupSkipPulses(std::uint32_t lockId) {
-  if (!IsKnownStandard(static_cast<std::int32_t>(lockId)) || currentStandard_ == 0) {
+// A pair of which one is no standard leaves the decision of the last pair.
+void FramesyncImpl::_SetupSkipPulses() {
+  if (!IsKnownStandard(lockStandard_) || currentStandard_ == 0) {
     return;
   }
-  const VideoStandard& lock = GetVideoStandard(static_cast<std::int32_t>(lockId));
+  const VideoStandard& lock = GetVideoStandard(lockStandard_);
   const framesync::FrameSkip skip = framesync::FrameSkipFor(_Format(), lock);
   lockCompatible_ = skip.compatible;
   frameIntervalFactor_ = skip.frameIntervalFactor;
@@ -326,7 +326,7 @@ void FramesyncImpl::_SetupSkipPulses(std::uint32_t lockId) {
 }
 
 void FramesyncImpl::_SetOutputOffsetRef(std::int16_t lines, float microseconds) {
-  _SetupSkipPulses(static_cast<std::uint32_t>(lockStandard_));
+  _SetupSkipPulses();
   if (!lockCompatible_) {
     WriteBitfield("refDelay", 0);
     alignment_ = 0;
@@ -341,7 +341,7 @@ void FramesyncImpl::_SetOutputOffsetRef(std::int16_t lines, float microseconds) 
 }
 
 void FramesyncImpl::_SetOutputOffsetInputVideo(std::int16_t lines, float microseconds) {
-  _SetupSkipPulses(static_cast<std::uint32_t>(lockStandard_));
+  _SetupSkipPulses();
   if (!lockCompatible_) {
     WriteBitfield("startSampleNumber", 0);
     alignment_ = 0;
@@ -362,7 +362,7 @@ void FramesyncImpl::_SetOutputOffsetInputVideo(std::int16_t lines, float microse
   _Align("startSampleNumber", alignStart + framesync::OffsetToSamples(format, lines, microseconds));
 }
 
-// An alignment that is in place already is left alone: a reset would disturb the picture.
+// An alignment that was set already is left alone: a reset would disturb the picture.
 void FramesyncImpl::_Align(FieldId field, std::int64_t samples) {
   const std::uint32_t alignment = _WrapToFrame(samples);
   if (alignment == alignment_) {

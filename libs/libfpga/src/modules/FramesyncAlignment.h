@@ -6,8 +6,7 @@
 
 /// The arithmetic by which a frame synchroniser's output is aligned to what it locks to: pure
 /// functions on rows of the standards table. `format` is the standard of the output, `lock` the one
-/// that it locks to. An alignment counts samples of the output's own clock from the start of its
-/// frame.
+/// that it locks to. An alignment counts samples of the output's own clock, around its frame.
 namespace framesync {
 
 /// How the frames of an output and of its lock signal fall together.
@@ -53,7 +52,9 @@ std::uint32_t AlignmentSpan(const VideoStandard& format);
 std::uint32_t WrapToSpan(std::int64_t samples, std::uint32_t span);
 
 /// True if the reported alignment lies within 15 samples of the one that was set, counted around a
-/// frame of `frameSamples`.
+/// frame of `frameSamples`. At 270 Mbps, whose span is two frames, a report that is later than that
+/// counts as well for an alignment in the second of them, and one in the second for an alignment at
+/// the very start.
 bool IsAlignmentOk(std::uint32_t reported, std::uint32_t alignment, std::uint32_t frameSamples);
 
 }  // namespace framesync

@@ -15,7 +15,7 @@ struct StoreDelay {
   std::uint32_t readLine;
   std::uint32_t writeBuffer;
   std::uint32_t readBuffer;
-  std::int32_t frames;  ///< negative if the reader caught up with the writer
+  std::int32_t frames;  ///< negative if the reader is further ahead than the ring is long
   std::int32_t lines;
   float milliseconds;
 };
