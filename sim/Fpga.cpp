@@ -64,12 +64,12 @@ void Fpga::_BuildPath(std::uint32_t path) {
     _Attach(id, path, *model);
   };
   own(ModuleId::kSdiRx, sdiRx[path], clock_, irqAggregator, LineOf(ModuleId::kSdiRx, path));
+  own(ModuleId::kFramesync, framesync[path], refDetect, path);
   own(ModuleId::kDeembedder, deembedder[path], irqAggregator, LineOf(ModuleId::kDeembedder, path));
   own(ModuleId::kInputMixer, inputMixer[path], AudioMixerModel::Version::kSmall, 1U);
   own(ModuleId::kAudioDelay, audioDelay[path], clock_);
   own(ModuleId::kInputPeakMeters, inputPeakMeters[path], 1U);
   _Build<SdiTxModel>(ModuleId::kSdiTx, path);
-  _Build<FramesyncModel>(ModuleId::kFramesync, path);
   _Build<AudioInputClkGenModel>(ModuleId::kInputClkGen, path);
   _Build<AudioDelaySrcModel>(ModuleId::kAudioDelaySrc, path, clock_, *audioDelay[path],
                              irqAggregator, LineOf(ModuleId::kAudioDelaySrc, path));
@@ -103,6 +103,7 @@ void Fpga::_BuildPlainCores() {
 
 void Fpga::Plug(std::uint32_t input, const VideoSignal& signal) {
   sdiRx.at(input)->Plug(signal);
+  framesync[input]->Plug(signal);
   for (std::uint32_t pair = 0; pair < signal.audio.size(); ++pair) {
     AudioPair audio = signal.audio[pair];
     audio.present = audio.present && signal.IsPresent();

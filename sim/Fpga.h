@@ -48,6 +48,7 @@ class Fpga {
   using OfEachPath = std::array<std::unique_ptr<Model>, module_map::kPaths>;
   IrqAggregatorModel irqAggregator;
   OfEachPath<SdiRxModel> sdiRx;
+  OfEachPath<FramesyncModel> framesync;
   OfEachPath<AudioDelayModel> audioDelay;
   OfEachPath<AudioDeembedderModel> deembedder;
   OfEachPath<AudioPeakMeterModel> inputPeakMeters;

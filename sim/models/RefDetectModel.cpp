@@ -44,6 +44,11 @@ void RefDetectModel::SetReference(Input input, int standardId) {
   _Measure(input);
 }
 
+int RefDetectModel::Plugged(Input input) const {
+  const std::lock_guard lock(Mutex());
+  return standardIds_.at(static_cast<std::size_t>(input));
+}
+
 void RefDetectModel::OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) {
   if (offset != WordOf("reset") || ((written ^ before) & MaskOf("reset")) == 0) {
     return;

@@ -19,6 +19,8 @@ class RefDetectModel : public ModelOf<ref_detect_regs::kFields> {
   /// Plugs in a reference with the timing of a video standard. An id that no standard has unplugs
   /// it.
   void SetReference(Input input, int standardId);
+  /// The id of the reference that is plugged in.
+  int Plugged(Input input) const;
 
  protected:
   void OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) override;
