@@ -5,6 +5,7 @@
 
 #include "log/Log.h"
 #include "map/ModuleMap.h"
+#include "support/DestroyFrontToBack.h"
 
 namespace {
 
@@ -29,13 +30,6 @@ constexpr std::uint32_t kOutputMeterLinks = 4;
 std::uint8_t InputAroundConverter(std::uint8_t link) {
   const bool isOne = link >= kAroundConverter && link < kAroundConverter + kPaths;
   return static_cast<std::uint8_t>(isOne ? link - kAroundConverter : kPaths);
-}
-
-template <typename Object>
-void DestroyFrontToBack(std::vector<std::unique_ptr<Object>>& objects) {
-  while (!objects.empty()) {
-    objects.erase(objects.begin());
-  }
 }
 
 template <typename... Arguments>

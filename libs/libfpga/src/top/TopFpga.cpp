@@ -1,6 +1,7 @@
 #include "top/TopFpga.h"
 
 #include "map/ModuleMap.h"
+#include "support/DestroyFrontToBack.h"
 
 namespace {
 
@@ -23,13 +24,6 @@ static_assert(1U << kFrameMemoryShift == kFrameMemoryBytes);
 // Each delay line's ring, in a memory of its own.
 constexpr std::uint32_t kDelayMemoryBase = 0;
 constexpr std::uint32_t kDelayMemoryBytes = 0x1000000;
-
-template <typename Core>
-void DestroyFrontToBack(std::vector<std::unique_ptr<Core>>& cores) {
-  while (!cores.empty()) {
-    cores.erase(cores.begin());
-  }
-}
 
 }  // namespace
 
@@ -109,7 +103,7 @@ void TopFpgaImpl::_GiveDelayMemory() {
 
 void TopFpgaImpl::_BringUpTransmitters(std::uint8_t channels) {
   for (std::size_t i = 0; i < kPaths; ++i) {
-    (void)allSdiTxs_[i]->Init();  // it logs what it finds wrong
+    (void)allSdiTxs_[i]->Init();  // gives 0 always
     if (i < channels) {
       allSdiTxs_[i]->Reset(true /* phy */, true /* fifo */, true /* picxo */);
     } else {
@@ -119,7 +113,7 @@ void TopFpgaImpl::_BringUpTransmitters(std::uint8_t channels) {
 }
 
 void TopFpgaImpl::_StopTestPatterns() {
-  for (std::size_t i = 0; i < allFramesyncs_.size(); ++i) {
+  for (std::size_t i = 0; i < kPaths; ++i) {
     audioPath_.GetEmbedderAtIndex(i).SetAvAlignTpg(0 /* off */, 0 /* ms */);
   }
 }
