@@ -9,7 +9,7 @@
 #include "controls/AudioEmbedderDriverControl.h"
 #include "controls/AudioMixerDriverControl.h"
 
-/// The one door to all audio of the board: four input paths, the main mixer behind them, and what
+/// The one door to all audio of the board: four input paths, the main mixer after them, and what
 /// it feeds: four embedders, MADI, AES and the output meters.
 ///
 /// The interrupt entries stand ready for an application, which registers them with the interrupt

@@ -35,7 +35,7 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
                       std::uint32_t moduleStride, std::uint64_t irq);
   /// Tells all mixers' threads to end, then destroys the input paths and the embedders, each front
-  /// to back, and then the others.
+  /// to back, and after them the others, the last one built first.
   ~AudioPathFacadeImpl() override;
 
   void Initialize() override;

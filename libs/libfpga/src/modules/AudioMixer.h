@@ -32,16 +32,18 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
  public:
   /// Leaves the core untouched. `mixerIndex` is for messages.
   AudioMixer(const std::string& name, std::uint32_t baseAddress, std::uint64_t mixerIndex);
-  /// Ends the coefficient thread and waits for it: for 10 ms and a register read at most where it
-  /// waits for a swap, and for a programming that runs or that a swap's end lets begin within that
-  /// time. What has not reached the core by then never does. Logs at Info before and after, if
-  /// there is a thread.
+  /// Ends the coefficient thread, if there is one, and waits until it has ended, with a line at
+  /// Info before and after. How long that takes depends on what the thread is doing:
+  /// - nothing: it ends at once;
+  /// - writing to the core: it completes that programming, its swap's request included;
+  /// - waiting for a swap, at which it looks every 10 ms: it looks once more at most. If the swap
+  ///   is still pending it ends, and what was due never reaches the core; if not, it first completes
+  ///   the programming that was due.
   ~AudioMixer() override;
 
-  /// Tells the thread to end, without waiting for its end: the owner of several mixers tells all of
-  /// them before it destroys the first, so that their waits don't add up. One programming that is
-  /// due may still go out, where the thread has just found its swap done; nothing is programmed
-  /// behind it. Waits while a programming runs.
+  /// Tells the thread to end as the destructor does, without waiting for its end: the owner of
+  /// several mixers tells all of them before it destroys the first, so that their waits don't add
+  /// up. It does wait while a programming runs.
   void RequestStop();
 
   /// Reads what the core is, with a line at Info, resets it and starts the thread. All coefficients

@@ -73,7 +73,7 @@ class FpgaCsrAccess {
   std::uint32_t RawUnsafeRead(std::uint32_t address);
 
  private:
-  // Every access passes one comparison; what is wrong with an address is found out only behind it.
+  // Every access passes one comparison; what is wrong with an address is found out only after it.
   // A rotated address keeps its two lowest bits on top, where they put it out of range, and a
   // window of 0 words, before Init, refuses every address.
   static bool _IsLegal(std::uint32_t address) { return std::rotr(address, 2) < windowWords_; }

@@ -10,15 +10,14 @@ constexpr Target SaturateCast(Source value) {
   using Limits = std::numeric_limits<Target>;
   // Both ends as powers of two (or 0), which every floating-point type holds exactly.
   constexpr auto kLowest = static_cast<Source>(Limits::min());
-  constexpr auto kBehindHighest =
-      static_cast<Source>(Limits::max() / 2 + 1) * static_cast<Source>(2);
+  constexpr auto kPastHighest = static_cast<Source>(Limits::max() / 2 + 1) * static_cast<Source>(2);
   if (value != value) {
     return 0;
   }
   if (value <= kLowest) {
     return Limits::min();
   }
-  if (value >= kBehindHighest) {
+  if (value >= kPastHighest) {
     return Limits::max();
   }
   return static_cast<Target>(value);

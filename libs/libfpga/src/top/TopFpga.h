@@ -16,8 +16,8 @@
 /// The whole FPGA as one object: the way to the cores' drivers. A path is a frame synchroniser, a
 /// receiver and a transmitter of the same index; the lists hold the active paths.
 ///
-/// Threads: the references stay valid, and the lists unchanged, for as long as the object lives;
-/// other threads may use them.
+/// Threads: the references stay valid, and the lists unchanged, for as long as the object lives, so
+/// that any thread may ask for them. What they lead to has rules of its own.
 class TopFpga {
  public:
   virtual ~TopFpga() = default;
@@ -32,19 +32,20 @@ class TopFpga {
   virtual RefDetect& GetRefDetect() = 0;
 };
 
-/// Builds a driver for every core and brings the design out of reset, both in a fixed order. One
-/// object serves for the whole life of the process, since the names of the cores do. Its end
-/// touches no core.
+/// Builds a driver for every core, then brings the design up, both in a fixed order. One object
+/// serves for the whole life of the process, since the names of the cores do. Its end resets and
+/// stops no core, but a mixer's programming that is under way still goes out.
 class TopFpgaImpl : public TopFpga {
  public:
-  /// `channels`: number of active paths, 0 to 4; more count as 4. The cores of the other paths are
-  /// built as well, initialised and held in reset; the console reaches their registers.
+  /// `channels`: number of active paths, 0 to 4; more count as 4. The cores of the other paths have
+  /// their drivers and are set up as well, but held in reset; the console reaches their registers.
+  /// Audio comes up for all paths in any case.
   ///
   /// A failed register access is logged and bring-up goes on. Throws std::invalid_argument, after a
-  /// Critical line, if the register window can't be mapped.
+  /// Critical line, if the register window can't be mapped or there was such an object before.
   explicit TopFpgaImpl(std::uint8_t channels);
-  /// Destroys frame synchronisers, receivers and transmitters, each front to back, and then the
-  /// others.
+  /// Destroys frame synchronisers, receivers and transmitters, each front to back, and after them
+  /// the others, the last one built first.
   ~TopFpgaImpl() override;
 
   std::vector<Framesync*>& GetFramesyncs() override { return framesyncs_; }
