@@ -9,7 +9,7 @@ using audio_mixer_regs::kGainMask;
 using audio_mixer_regs::kWordsPerLink;
 
 AudioMixerModel::AudioMixerModel(BoardMutex& mutex, Version version, std::uint32_t links)
-    : FieldModel(mutex, audio_mixer_regs::kFields) {
+    : ModelOf(mutex) {
   Set("large_mixer", version == Version::kLarge ? 1 : 0);
   Set("num_links", links);
 }
@@ -17,32 +17,27 @@ AudioMixerModel::AudioMixerModel(BoardMutex& mutex, Version version, std::uint32
 void AudioMixerModel::HoldSwap(bool hold) {
   const std::lock_guard lock(Mutex());
   holdSwap_ = hold;
-  if (!hold && _Read("toggle_bit") != 0) {
+  if (!hold && Get("toggle_bit") != 0) {
     _Swap();
   }
 }
 
 std::vector<std::uint64_t> AudioMixerModel::AudibleCoeffs() const {
   const std::lock_guard lock(Mutex());
-  Side words = sides_[_Read("coeff_side")];
-  words.resize(std::size_t{_Read("num_links")} * kWordsPerLink);
+  Side words = sides_[Get("coeff_side")];
+  words.resize(std::size_t{Get("num_links")} * kWordsPerLink);
   return words;
 }
 
 std::uint64_t AudioMixerModel::AudibleCoeff(std::size_t index) const {
   const std::lock_guard lock(Mutex());
-  const Side& side = sides_[_Read("coeff_side")];
+  const Side& side = sides_[Get("coeff_side")];
   return index < side.size() ? side[index] : 0;
 }
 
 std::uint32_t AudioMixerModel::Toggles() const {
   const std::lock_guard lock(Mutex());
   return toggles_;
-}
-
-std::uint32_t AudioMixerModel::WordsWhilePending() const {
-  const std::lock_guard lock(Mutex());
-  return wordsWhilePending_;
 }
 
 bool AudioMixerModel::AwaitToggles(std::uint32_t count) const {
@@ -58,7 +53,7 @@ bool AudioMixerModel::AwaitCoeff(std::size_t index, std::uint64_t word) const {
 }
 
 void AudioMixerModel::OnLoad(std::uint32_t offset) {
-  if (offset == FieldId("toggle_bit").Get().byteOffset && _Read("toggle_bit") != 0) {
+  if (offset == WordOf("toggle_bit") && Get("toggle_bit") != 0) {
     ++polls_;
     changed_.notify_all();
   }
@@ -66,22 +61,22 @@ void AudioMixerModel::OnLoad(std::uint32_t offset) {
 
 void AudioMixerModel::OnStore(std::uint32_t offset, std::uint32_t written,
                               std::uint32_t /*before*/) {
-  const bool large = _Read("large_mixer") != 0;
+  const bool large = Get("large_mixer") != 0;
   switch (offset) {
-    case FieldId("set_toggle").Get().byteOffset:
+    case WordOf("set_toggle"):
       _StoreControl(written);
       break;
-    case FieldId("coeff_addr").Get().byteOffset:
-      address_ = static_cast<std::uint16_t>(_Read("coeff_addr"));
+    case WordOf("coeff_addr"):
+      address_ = static_cast<std::uint16_t>(Get("coeff_addr"));
       break;
-    case FieldId("coeff_data").Get().byteOffset:
+    case WordOf("coeff_data"):
       if (!large) {
         _StoreWord(written);
       }
       break;
-    case FieldId("coeff_data_lsw").Get().byteOffset:
+    case WordOf("coeff_data_lsw"):
       if (large) {
-        _StoreWord((std::uint64_t{_Read("coeff_data_msw")} << kGainBits) | (written & kGainMask));
+        _StoreWord((std::uint64_t{Get("coeff_data_msw")} << kGainBits) | (written & kGainMask));
       }
       break;
     default:
@@ -90,17 +85,17 @@ void AudioMixerModel::OnStore(std::uint32_t offset, std::uint32_t written,
 }
 
 void AudioMixerModel::_StoreControl(std::uint32_t written) {
-  if (_Read("reset") != 0) {
-    _Write("toggle_bit", 0);
+  if (Get("reset") != 0) {
+    Set("toggle_bit", 0);
     polls_ = 0;
     return;
   }
-  if ((written & MaskInWord(FieldId("set_toggle").Get())) == 0) {
+  if ((written & MaskOf("set_toggle")) == 0) {
     return;
   }
   ++toggles_;
   polls_ = 0;
-  _Write("toggle_bit", 1);
+  Set("toggle_bit", 1);
   if (!holdSwap_) {
     _Swap();
   }
@@ -108,15 +103,16 @@ void AudioMixerModel::_StoreControl(std::uint32_t written) {
 }
 
 void AudioMixerModel::_StoreWord(std::uint64_t word) {
-  if (_Read("toggle_bit") != 0) {
-    ++wordsWhilePending_;
+  if (Get("toggle_bit") != 0) {
+    Complain("a coefficient while a swap is pending");
   }
   const std::size_t address = address_++;
-  const std::size_t words = std::size_t{_Read("num_links")} * kWordsPerLink;
+  const std::size_t words = std::size_t{Get("num_links")} * kWordsPerLink;
   if (address >= words) {
+    Complain("a coefficient past the last link");
     return;
   }
-  Side& idle = sides_[1 - _Read("coeff_side")];
+  Side& idle = sides_[1 - Get("coeff_side")];
   if (idle.size() < words) {
     idle.resize(words);
   }
@@ -124,19 +120,9 @@ void AudioMixerModel::_StoreWord(std::uint64_t word) {
 }
 
 void AudioMixerModel::_Swap() {
-  _Write("coeff_side", 1 - _Read("coeff_side"));
-  _Write("toggle_bit", 0);
+  Set("coeff_side", 1 - Get("coeff_side"));
+  Set("toggle_bit", 0);
   changed_.notify_all();
-}
-
-std::uint32_t AudioMixerModel::_Read(FieldId field) const {
-  const Field& row = field.Get();
-  return (Word(row.byteOffset) & MaskInWord(row)) >> row.lsb;
-}
-
-void AudioMixerModel::_Write(FieldId field, std::uint32_t value) {
-  const Field& row = field.Get();
-  SetWord(row.byteOffset, (Word(row.byteOffset) & ~MaskInWord(row)) | value << row.lsb);
 }
 
 bool AudioMixerModel::_Await(const std::function<bool()>& reached) const {

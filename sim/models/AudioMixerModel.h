@@ -15,8 +15,9 @@ namespace sim {
 /// `num_links` say; Set changes both. Its coefficient memory has two sides: words go to the one
 /// that the audio doesn't use, at an address that advances by itself, and a toggle swaps them, at
 /// once or when a test lets it. A reset drops a swap that is pending; the core is in reset after
-/// power-up. Words behind the last link get lost. Thread-safe.
-class AudioMixerModel : public FieldModel {
+/// power-up. A word that comes while a swap is pending spoils what is about to be heard, and a word
+/// past the last link gets lost: both are complained of. Thread-safe.
+class AudioMixerModel : public ModelOf<audio_mixer_regs::kFields> {
  public:
   enum class Version : std::uint8_t { kSmall, kLarge };
 
@@ -30,13 +31,11 @@ class AudioMixerModel : public FieldModel {
   /// from bit 24 on, the gain below.
   std::vector<std::uint64_t> AudibleCoeffs() const;
 
-  /// One of these words, by its address; 0 behind the last one.
+  /// One of these words, by its address; 0 past the last one.
   std::uint64_t AudibleCoeff(std::size_t index) const;
 
   /// Number of swaps that the driver asked for since power-up.
   std::uint32_t Toggles() const;
-  /// Number of words written while a swap was pending, which spoils what is about to be heard.
-  std::uint32_t WordsWhilePending() const;
 
   /// Each waits until the driver's thread has got somewhere, and gives false if that doesn't happen
   /// in ten seconds: it asked for `count` swaps since power-up; it read the status `count` times
@@ -50,11 +49,8 @@ class AudioMixerModel : public FieldModel {
   void OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) override;
 
  private:
-  using FieldId = FieldIn<audio_mixer_regs::kFields>;
   using Side = std::vector<std::uint64_t>;
 
-  std::uint32_t _Read(FieldId field) const;
-  void _Write(FieldId field, std::uint32_t value);
   void _StoreControl(std::uint32_t written);
   void _StoreWord(std::uint64_t word);
   void _Swap();
@@ -66,7 +62,6 @@ class AudioMixerModel : public FieldModel {
   bool holdSwap_ = false;
   std::uint32_t toggles_ = 0;
   std::uint32_t polls_ = 0;
-  std::uint32_t wordsWhilePending_ = 0;
   mutable std::condition_variable_any changed_;
 };
 

@@ -1,53 +1,39 @@
 #include "modules/AudioMixer.h"
 
-#include <gtest/gtest.h>
-
-#include <mutex>
-
-#include <limits>
+#include <cmath>
 #include <optional>
 
 #include "audio/AudioMixerMultiRoute.h"
-#include "audio/AudioMixerSingleRoute.h"
-#include "log/Log.h"
-#include "sim/Board.h"
 #include "sim/models/AudioMixerModel.h"
+#include "support/CoreTest.h"
 
 namespace {
 
-using sim::Loaded;
 using sim::LogRecord;
-using sim::Stored;
-using Accesses = std::vector<sim::RegisterAccess>;
-
-constexpr std::uint32_t kBase = 0x1500000;
+using Lines = std::vector<std::string>;
+using Words = std::vector<std::uint64_t>;
 
 TEST(CoeffGain, TruncatesTowardsZeroAndLosesItsUpperBits) {
   constexpr float kStep = 1.0F / 65536;
   const struct {
     float gain;
     std::uint32_t coeff;
-  } cases[] = {
-      {0.0F, 0},
-      {-0.0F, 0},
-      {1.0F, 0x010000},
-      {-1.0F, 0xFF0000},
-      {0.9F * kStep, 0},
-      {-0.9F * kStep, 0},
-      {1.9F * kStep, 1},
-      {-1.9F * kStep, 0xFFFFFF},
-      {127.5F, 0x7F8000},
-      {128.0F, 0x800000},
-      {-128.0F, 0x800000},
-      {257.0F, 0x010000},
-      {-257.0F, 0xFF0000},
-      {65536.0F, 0xFFFFFF},  // 2^32 is held at its end
-      {1e30F, 0xFFFFFF},
-      {-1e30F, 0x000001},
-      {std::numeric_limits<float>::infinity(), 0xFFFFFF},
-      {-std::numeric_limits<float>::infinity(), 0x000001},
-      {std::numeric_limits<float>::quiet_NaN(), 0},
-  };
+  } cases[] = {{-0.0F, 0},
+               {0.9F * kStep, 0},
+               {-0.9F * kStep, 0},
+               {1.9F * kStep, 1},
+               {-1.9F * kStep, 0xFFFFFF},
+               {127.5F, 0x7F8000},
+               {128, 0x800000},
+               {-128, 0x800000},
+               {257, 0x010000},
+               {-257, 0xFF0000},
+               {65536, 0xFFFFFF},
+               {1e30F, 0xFFFFFF},
+               {-1e30F, 0x000001},
+               {INFINITY, 0xFFFFFF},
+               {-INFINITY, 0x000001},
+               {NAN, 0}};
   for (const auto& c : cases) {
     EXPECT_EQ(ToCoeffGain(c.gain), c.coeff) << c.gain;
   }
@@ -62,9 +48,7 @@ class BrokenRoute : public AudioMixerMultiRoute {
 };
 
 struct TestSource {
-  std::uint8_t link;
-  std::uint8_t channel;
-  std::uint8_t invert = 0;
+  std::uint8_t link, channel, invert = 0, mute = 0;
 };
 
 template <typename Route = AudioMixerMultiRoute>
@@ -74,150 +58,104 @@ std::shared_ptr<AudioMixerRoute> RouteTo(std::uint8_t link, std::uint8_t channel
   route->SetDestLink(link);
   route->SetDestChannel(channel);
   for (const TestSource& source : sources) {
-    EXPECT_EQ(route->AddSrc(source.link, source.channel, source.invert, 0, 0.0F), 0);
+    EXPECT_EQ(route->AddSrc(source.link, source.channel, source.invert, source.mute, 0.0F), 0);
   }
   return route;
 }
 
-class AudioMixerTest : public testing::Test {
+class AudioMixerTest : public CoreTest<sim::AudioMixerModel> {
  protected:
-  AudioMixerTest() {
-    SetLogLevel(kLogDebug);
-    board.log.Clear();
-  }
+  AudioMixerTest() : CoreTest("in_aud_1_mixer") { FillWithGarbage(); }
 
-  void Start(std::uint32_t links, std::uint32_t large) {
-    model.Set("num_links", links);
-    model.Set("large_mixer", large);
+  // Brings a core of so many links up, with a driver of its own.
+  void Start(std::uint32_t links, bool large = false) {
+    core.Set("num_links", links);
+    core.Set("large_mixer", large ? 1 : 0);
+    lastName += "x";
+    mixer.emplace(lastName, base, 1);
     mixer->Initialize();
   }
 
-  // Replaces what output 0 of link 0 carries by one source, and programs the core.
-  void Program(TestSource source) {
-    EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {source})), 0);
+  // Replaces what output 0 of link 0 carries by one channel, and programs the core.
+  void Program(int channel) {
+    EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {{0, static_cast<std::uint8_t>(channel)}})), 0);
     mixer->ProgramCoeffs();
   }
 
-  sim::Board& board = sim::Board::Get();
-  sim::AudioMixerModel& model = board.Core<sim::AudioMixerModel>("in_aud_1_mixer");
-  std::optional<AudioMixer> mixer{std::in_place, "mixer", kBase, 1};
+  std::string Report() {
+    std::string report = "old";
+    std::uint8_t more = 1;
+    mixer->DumpStatus(1, 2, report, &more);
+    EXPECT_EQ(more, 0);
+    return report;
+  }
+
+  std::string lastName = "mixer";  // of a driver
+  std::optional<AudioMixer> mixer{std::in_place, lastName, base, 1};
 };
 
-TEST_F(AudioMixerTest, InitializesOnce) {
-  constexpr std::uint32_t kStatus = 0xFFF80002 | 3U << 2;
-  model.SetWord(0x00, 0xA5C39658);
-  model.SetWord(0x04, kStatus);
-  board.registers.StartTrace();
-  mixer->Initialize();
-  EXPECT_EQ(
-      board.registers.TakeTrace(),
-      (Accesses{Loaded(kBase + 4, kStatus), Loaded(kBase + 4, kStatus), Loaded(kBase, 0xA5C39658),
-                Stored(kBase, 0xA5C39659), Loaded(kBase, 0xA5C39659), Stored(kBase, 0xA5C39658)}));
-  EXPECT_EQ(mixer->GetNumLinks(), 3U);
-  model.Set("num_links", 7);
-  board.registers.StartTrace();
-  mixer->Initialize();
-  EXPECT_TRUE(board.registers.TakeTrace().empty());
-  EXPECT_EQ(mixer->GetNumLinks(), 3U);
-  mixer->ProgramCoeffs();
-  ASSERT_TRUE(model.AwaitToggles(1));
-  mixer.reset();
-  EXPECT_EQ(board.log.Messages(4),
-            (std::vector<std::string>{"Audio mixer is already initialized"}));
-  EXPECT_EQ(board.log.Messages(6),
-            (std::vector<std::string>{
-                "AudioMixer Base Address is [1500000]. Found 3 links for mixer",
-                "Audio Mixer is small version.", "Try to close thread", "Thread closed"}));
-}
-
 TEST_F(AudioMixerTest, DoesNothingBeforeItIsInitialized) {
-  board.registers.StartTrace();
-  EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
-  mixer->ProgramCoeffs();
-  std::string report = "old";
-  std::uint8_t more = 1;
-  mixer->DumpStatus(0, 0, report, &more);
-  mixer.reset();
-  EXPECT_TRUE(board.registers.TakeTrace().empty());
-  EXPECT_EQ(report, "");
-  EXPECT_EQ(more, 0);
+  EXPECT_EQ(AccessesOf([&] {
+              EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
+              mixer->ProgramCoeffs();
+              EXPECT_EQ(Report(), "");
+              mixer.reset();
+            }),
+            Accesses{});
   EXPECT_EQ(board.log.WithoutOrigins(),
             (std::vector<LogRecord>{{3, "Trying to make route before the mixer was initialized"},
                                     {3, "Trying to program the mixer before it was initialized"}}));
 }
 
-// Every access of a programming: the words of link 0 channel 3 are the ones that aren't silence.
-TEST_F(AudioMixerTest, WritesTheMemoryInOrderAndThenTheToggle) {
-  const std::vector<std::uint64_t> sources = {0x01010000, 0x1F'FF0000};
+TEST_F(AudioMixerTest, ComesUpOnceAndWritesTheMemoryInOrderAndThenTheToggle) {
   for (const bool large : {false, true}) {
     SCOPED_TRACE(large);
-    mixer.emplace(large ? "large" : "small", kBase, 1);
-    Start(2, large ? 1 : 0);
-    EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 3, {{0, 1}, {1, 15, 1}})), 0);
-    model.SetWord(0x00, 0xA5C39658);
-    model.SetWord(0x08, 0xA5C37777);
-    model.SetWord(0x0C, 0xDEADBEEF);
-    model.SetWord(0x10, 0xAABBCCDD);
-    const std::uint32_t status = model.Word(4);
-    board.log.Clear();
-    board.registers.StartTrace();
-    mixer->ProgramCoeffs();
-    ASSERT_TRUE(model.AwaitToggles(large ? 2 : 1));
-    const Accesses trace = board.registers.TakeTrace();
-
-    Accesses expected = {Loaded(kBase + 4, status), Loaded(kBase + 8, 0xA5C37777),
-                         Stored(kBase + 8, 0xA5C30000)};
-    std::uint32_t high = 0xDEADBEEF;
-    std::uint32_t low = 0xAABBCCDD;
-    const auto write = [&expected](std::uint32_t offset, std::uint32_t& word, std::uint32_t to) {
-      expected.push_back(Loaded(kBase + offset, word));
-      expected.push_back(Stored(kBase + offset, to));
-      word = to;
-    };
+    Accesses expected{R("num_links", 2),  R("large_mixer", large ? 1 : 0),
+                      W("reset", 1),      W("reset", 0),
+                      R("toggle_bit", 0), W("coeff_addr", 0)};
     for (std::uint32_t i = 0; i < 512; ++i) {
-      const std::uint64_t word = i == 48 || i == 49 ? sources[i - 48] : 0;
+      const std::uint32_t source = i == 48 ? 0x01 : i == 49 ? 0x1F : 0;
+      const std::uint32_t gain = i == 48 ? 0x010000 : i == 49 ? 0xFF0000 : 0;
       if (large) {
-        write(0x0C, high, static_cast<std::uint32_t>(word >> 24));
-        write(0x10, low, static_cast<std::uint32_t>(word & 0xFFFFFF));
+        expected.push_back(W("coeff_data_msw", source));
+        expected.push_back(W("coeff_data_lsw", gain));
       } else {
-        write(0x0C, high, static_cast<std::uint32_t>(word));
+        expected.push_back(W("coeff_data", source << 24 | gain));
       }
     }
-    expected.push_back(Loaded(kBase, 0xA5C39658));
-    expected.push_back(Stored(kBase, 0xA5C3965A));
-    EXPECT_EQ(trace, expected);
-    EXPECT_EQ(model.AudibleCoeffs()[48], sources[0]);
-    EXPECT_EQ(model.AudibleCoeffs()[49], sources[1]);
+    expected.push_back(W("set_toggle", 1));
+    EXPECT_EQ(AccessesOf([&] {
+                Start(2, large);
+                mixer->Initialize();
+                EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 3, {{0, 1}, {1, 15, 1}})), 0);
+                mixer->ProgramCoeffs();
+                ASSERT_TRUE(core.AwaitToggles(large ? 2 : 1));
+                mixer.reset();
+              }),
+              expected);
+    EXPECT_EQ(core.AudibleCoeff(49), 0x1F'FF0000U);
 
-    mixer.reset();  // the thread has logged all it had to
-    const std::vector<std::string> lines = board.log.Messages(7);
-    const std::string channelLine =
-        "Mixer baseAddr 1500000 channel: [3] gets link,channel [1] with gain [10000]";
+    EXPECT_EQ(board.log.Messages(4), Lines{"Audio mixer is already initialized"});
+    EXPECT_EQ(board.log.Messages(6),
+              (Lines{"AudioMixer Base Address is [1500000]. Found 2 links for " + lastName,
+                     large ? "Audio Mixer is large version." : "Audio Mixer is small version.",
+                     "Try to close thread", "Thread closed"}));
+    const Lines lines = board.log.Messages(7);
+    ASSERT_EQ(lines.size(), large ? 512U + 16U : 16U);
+    EXPECT_EQ(lines[large ? 52 : 3],
+              "Mixer baseAddr 1500000 channel: [3] gets link,channel [1] with gain [10000]");
     if (large) {
-      ASSERT_EQ(lines.size(), 512U + 16U);
-      EXPECT_EQ(lines[51],
-                "Mixer baseAddr 1500000 link,channel,coeff: [0, 3, 0] gets link,channel [0, 1] "
-                "with gain [10000]");
-      EXPECT_EQ(lines[52], channelLine);
-      EXPECT_EQ(lines[53],
-                "Mixer baseAddr 1500000 link,channel,coeff: [0, 3, 1] gets link,channel [1, f] "
-                "with gain [ff0000]");
-      EXPECT_EQ(lines.back(),
-                "Mixer baseAddr 1500000 link,channel,coeff: [1, f, f] gets link,channel [0, 0] "
-                "with gain [0]");
-    } else {
-      ASSERT_EQ(lines.size(), 16U);
-      EXPECT_EQ(lines[3], channelLine);
+      const std::string start = "Mixer baseAddr 1500000 link,channel,coeff: ";
+      EXPECT_EQ(lines[53], start + "[0, 3, 1] gets link,channel [1, f] with gain [ff0000]");
+      EXPECT_EQ(lines.back(), start + "[1, f, f] gets link,channel [0, 0] with gain [0]");
     }
   }
 }
 
 TEST_F(AudioMixerTest, RefusedRoutesLeaveTheirChannelAsItWas) {
-  Start(2, 1);
+  Start(2, true);
   ASSERT_EQ(mixer->BuildRoute(RouteTo(1, 15, {{0, 1}, {1, 15, 1}})), 0);
-  std::string before;
-  std::uint8_t more = 1;
-  mixer->DumpStatus(0, 0, before, &more);
+  const std::string before = Report();
   const struct {
     std::shared_ptr<AudioMixerRoute> route;
     const char* line;
@@ -230,51 +168,38 @@ TEST_F(AudioMixerTest, RefusedRoutesLeaveTheirChannelAsItWas) {
        "Source index 1 has source link 2 which is out of range. Skipping BuildRoute. Destination "
        "Link is 1 and dest channel is 15. Mixer index is 1"},
       {RouteTo<BrokenRoute>(1, 15, {{1, 0}, {1, 1}}),
-       "Cannot get link from route. Skipping BuildRoute"},
-  };
+       "Cannot get link from route. Skipping BuildRoute"}};
   for (const auto& c : cases) {
     board.log.Clear();
     EXPECT_EQ(mixer->BuildRoute(c.route), -1);
-    EXPECT_EQ(board.log.Messages(3), (std::vector<std::string>{c.line}));
-    std::string report;
-    mixer->DumpStatus(0, 0, report, &more);
-    EXPECT_EQ(report, before) << c.line;
+    EXPECT_EQ(board.log.Messages(3), Lines{c.line});
+    EXPECT_EQ(Report(), before) << c.line;
   }
 }
 
-TEST_F(AudioMixerTest, AChannelHoldsItsSourcesAndSilenceBehind) {
-  Start(1, 0);
+TEST_F(AudioMixerTest, AChannelHoldsItsSourcesAndThenSilence) {
+  Start(1);
   std::vector<TestSource> sources;
+  Words expected(256);
   for (std::uint8_t channel = 0; channel < 16; ++channel) {
     sources.push_back({0, channel});
-  }
-  ASSERT_EQ(mixer->BuildRoute(RouteTo(0, 0, sources)), 0);
-  ASSERT_EQ(mixer->BuildRoute(RouteTo(0, 1, sources)), 0);
-  ASSERT_EQ(mixer->BuildRoute(RouteTo(0, 2, {{0, 9}, {0, 8}})), 0);
-  ASSERT_EQ(mixer->BuildRoute(RouteTo(0, 1, {})), 0);
-  const auto silent = std::make_shared<AudioMixerMultiRoute>();
-  silent->SetDestChannel(3);
-  silent->AddSrc(0, 5, 0, 1, 0.0F);  // mute
-  silent->AddSrc(0, 6, 0, 0, 0.0F);
-  ASSERT_EQ(mixer->BuildRoute(silent), 0);
-  mixer->ProgramCoeffs();
-  ASSERT_TRUE(model.AwaitToggles(1));
-  std::vector<std::uint64_t> expected(256);
-  for (std::uint64_t i = 0; i < 16; ++i) {
-    expected[i] = i << 24 | 0x10000;
+    expected[channel] = std::uint64_t{channel} << 24 | 0x10000;
   }
   expected[32] = 0x9010000;
   expected[33] = 0x8010000;
   expected[48] = 0x5000000;
   expected[49] = 0x6010000;
-  EXPECT_EQ(model.AudibleCoeffs(), expected);
-
-  std::string report;
-  std::uint8_t more = 1;
-  mixer->DumpStatus(1, 2, report, &more);
-  EXPECT_EQ(more, 0);
-  const std::string rest = report.substr(report.find("Output Link 0 Ch 1 "));
-  EXPECT_EQ(rest.substr(0, rest.find("Output Link 0 Ch 5")),
+  for (const auto& route :
+       {RouteTo(0, 0, sources), RouteTo(0, 1, sources), RouteTo(0, 1, {}),
+        RouteTo(0, 2, {{0, 9}, {0, 8}}), RouteTo(0, 3, {{0, 5, 0, 1}, {0, 6}})}) {
+    ASSERT_EQ(mixer->BuildRoute(route), 0);
+  }
+  mixer->ProgramCoeffs();
+  ASSERT_TRUE(core.AwaitToggles(1));
+  EXPECT_EQ(core.AudibleCoeffs(), expected);
+  const std::string report = Report();
+  const std::size_t second = report.find("Output Link 0 Ch 1 ");
+  EXPECT_EQ(report.substr(second, report.find("Output Link 0 Ch 5") - second),
             "Output Link 0 Ch 1 --- \tSilence\n"
             "Output Link 0 Ch 2 --- \tInput Link 0, Ch 9 with coeff 0x010000\n"
             "\tInput Link 0, Ch 8 with coeff 0x010000\n"
@@ -285,105 +210,72 @@ TEST_F(AudioMixerTest, AChannelHoldsItsSourcesAndSilenceBehind) {
 
 // A status of all ones: as many links as the field can say, and a swap that is pending for ever.
 TEST_F(AudioMixerTest, TakesAnyStatus) {
-  model.SetWord(4, 0xFFFFFFFF);
+  core.SetWord(4, 0xFFFFFFFF);
   mixer->Initialize();
-  EXPECT_EQ(mixer->GetNumLinks(), 255U);
-  model.SetWord(4, 0xFFFFFFFF);  // the reset dropped the swap
+  core.SetWord(4, 0xFFFFFFFF);  // the reset dropped the swap
   EXPECT_EQ(mixer->BuildRoute(RouteTo(254, 15, {{254, 15}})), 0);
   EXPECT_EQ(mixer->BuildRoute(RouteTo(255, 15, {{254, 15}})), -1);
   mixer->ProgramCoeffs();
-  ASSERT_TRUE(model.AwaitPolls(2));
-  model.HoldSwap(false);
-  ASSERT_TRUE(model.AwaitToggles(1));
-  EXPECT_EQ(model.AudibleCoeffs()[65264], 0xFEF010000U);
-  mixer.emplace("no links", kBase, 1);
-  Start(0, 1);
+  ASSERT_TRUE(core.AwaitPolls(2));
+  core.HoldSwap(false);
+  ASSERT_TRUE(core.AwaitCoeff(65264, 0xFEF'010000));
+  Start(0);
   EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
   mixer->ProgramCoeffs();
-  EXPECT_TRUE(model.AwaitToggles(2));
+  EXPECT_TRUE(core.AwaitToggles(2));
 }
 
 TEST_F(AudioMixerTest, WhatComesDuringASwapCollapsesIntoOneProgramming) {
-  Start(1, 0);
-  model.HoldSwap(true);
-  Program({0, 1});
-  ASSERT_TRUE(model.AwaitToggles(1));
-  Program({0, 2});
-  ASSERT_TRUE(model.AwaitPolls(1));
-  Program({0, 3});
-  ASSERT_TRUE(model.AwaitPolls(2));
-  Program({0, 4});
-  EXPECT_EQ(model.Toggles(), 1U);
-  EXPECT_EQ(model.AudibleCoeffs()[0], 0U);
-  model.HoldSwap(false);
-  ASSERT_TRUE(model.AwaitToggles(2));
-  EXPECT_EQ(model.AudibleCoeffs()[0], 0x4010000U);
-  EXPECT_EQ(model.WordsWhilePending(), 0U);
-  Program({0, 5});
-  ASSERT_TRUE(model.AwaitToggles(3));
-  EXPECT_EQ(model.AudibleCoeffs()[0], 0x5010000U);
+  Start(1);
+  core.HoldSwap(true);
+  Program(1);
+  ASSERT_TRUE(core.AwaitToggles(1));
+  for (const int polls : {1, 2, 3}) {
+    Program(1 + polls);
+    ASSERT_TRUE(core.AwaitPolls(static_cast<std::uint32_t>(polls)));
+  }
+  EXPECT_EQ(core.Toggles(), 1U);
+  EXPECT_EQ(core.AudibleCoeff(0), 0U);
+  core.HoldSwap(false);
+  ASSERT_TRUE(core.AwaitToggles(2));
+  EXPECT_EQ(core.AudibleCoeff(0), 0x4'010000U);
+  Program(5);
+  ASSERT_TRUE(core.AwaitCoeff(0, 0x5'010000));
   mixer.reset();
-  EXPECT_EQ(model.Toggles(), 3U);
+  EXPECT_EQ(core.Toggles(), 3U);
 }
 
-TEST_F(AudioMixerTest, TheLastOfManyProgrammingsWins) {
-  Start(1, 0);
-  for (int round = 0; round < 300; ++round) {
-    const auto channel = static_cast<std::uint8_t>(round % 16);
-    Program({0, channel});
-    if (round % 10 == 9) {
-      ASSERT_TRUE(model.AwaitCoeff(0, std::uint64_t{channel} << 24 | 0x10000));
+TEST_F(AudioMixerTest, TheLastOfManyProgrammingsWinsAndNoWakeUpGetsLost) {
+  for (int round = 0; round < 100; ++round) {
+    Start(1);
+    for (const int channel : {round % 5, round % 7, round % 16}) {
+      Program(channel);
     }
+    ASSERT_TRUE(core.AwaitCoeff(0, std::uint64_t(round % 16) << 24 | 0x10000));
+    Start(1);  // and ends before or after the thread's first wait
   }
-}
-
-TEST_F(AudioMixerTest, LosesNoWakeUpAfterItsStartNorAtItsEnd) {
-  for (std::uint32_t round = 1; round <= 100; ++round) {
-    mixer.emplace("mixer" + std::to_string(round), kBase, 1);
-    Start(1, 0);
-    mixer->ProgramCoeffs();
-    ASSERT_TRUE(model.AwaitToggles(round));
-    mixer.emplace("idle" + std::to_string(round), kBase, 1);
-    Start(1, 0);  // and ends before or after the thread's first wait
-  }
-}
-
-TEST_F(AudioMixerTest, LooksForTheEndOfASwapEveryTenMilliseconds) {
-  board.clock.TakeOver();  // the thread never waits
-  Start(1, 0);
-  model.HoldSwap(true);
-  mixer->ProgramCoeffs();
-  ASSERT_TRUE(model.AwaitToggles(1));
-  mixer->ProgramCoeffs();
-  ASSERT_TRUE(model.AwaitPolls(1));
-  // With the board's lock held the thread stands before a load or within a sleep.
-  std::unique_lock lock(board.mutex);
-  board.registers.StartTrace();
-  const std::uint64_t before = board.clock.SleptMicroseconds();
-  lock.unlock();
-  ASSERT_TRUE(model.AwaitPolls(1000));
-  lock.lock();
-  const auto polls = static_cast<double>(board.registers.TakeTrace().size());
-  const auto slept = static_cast<double>(board.clock.SleptMicroseconds() - before);
-  EXPECT_NEAR(slept / 10'000, polls, 2);
 }
 
 // A thread that doesn't see the end would keep the test for ever.
-TEST_F(AudioMixerTest, EndsWhileASwapIsPending) {
-  model.HoldSwap(true);
-  for (std::uint32_t round = 1; round <= 100; ++round) {
-    mixer.emplace("mixer" + std::to_string(round), kBase, 1);
-    Start(1, 0);  // its reset drops the swap that the last one left behind
+TEST_F(AudioMixerTest, LooksEveryTenMillisecondsForTheEndOfASwapAndItsOwn) {
+  board.clock.TakeOver();
+  core.HoldSwap(true);
+  for (std::uint32_t round = 1; round <= 20; ++round) {
+    Start(1);  // its reset drops the swap that the last one left
     mixer->ProgramCoeffs();
-    ASSERT_TRUE(model.AwaitToggles(round));
-    mixer->ProgramCoeffs();
-    ASSERT_TRUE(model.AwaitPolls(1));
-    if (round % 2 == 0) {
-      mixer->RequestStop();  // as their owner does with several mixers
-    }
-    mixer.reset();
-    EXPECT_EQ(board.log.Messages(6).back(), "Thread closed");
-    EXPECT_EQ(model.Toggles(), round);  // what was due never reached the core
+    ASSERT_TRUE(core.AwaitToggles(round));
+    const std::uint64_t before = board.clock.SleptMicroseconds();
+    const Trace polls = AccessesOf([&] {
+      mixer->ProgramCoeffs();
+      ASSERT_TRUE(core.AwaitPolls(round));
+      if (round % 2 == 0) {
+        mixer->RequestStop();  // as their owner does with several mixers
+      }
+      mixer.reset();
+    });
+    EXPECT_EQ(polls, Accesses(polls.size(), R("toggle_bit", 1)));  // what was due never goes out
+    EXPECT_EQ(board.clock.SleptMicroseconds() - before, 10'000 * (polls.size() - 1));
+    EXPECT_EQ(board.log.Messages(6), (Lines{"Try to close thread", "Thread closed"}));
   }
 }
 
