@@ -11,13 +11,12 @@ using enum AudioChannelInfo::AudioType;
 TEST(AudioChannelInfo, NotifiesOfEveryChangeAndOfNothingElse) {
   AudioChannelInfo info(Pcm);
   std::string seen;
+  const auto see = [&] {
+    seen += std::to_string(static_cast<int>(info.GetAudioType())) + std::to_string(info.GetLink()) +
+            std::to_string(info.GetChannel()) + " ";
+  };
   info.AddCallback(nullptr, nullptr);
-  info.AddCallback(
-      [&] {
-        seen += std::to_string(static_cast<int>(info.GetAudioType())) +
-                std::to_string(info.GetLink()) + std::to_string(info.GetChannel()) + " ";
-      },
-      nullptr);
+  info.AddCallback(see, nullptr);
   info.SetAudioType(Pcm);
   info.SetLink(0);
   info.SetChannel(0);
@@ -32,19 +31,15 @@ TEST(AudioChannelInfo, NotifiesOfEveryChangeAndOfNothingElse) {
 TEST(AudioChannelInfo, CallbacksKeepTheirOrderAndGoWithTheirOwner) {
   AudioChannelInfo info(Pcm);
   std::string calls;
-  const int first = 0;
-  const int second = 0;
-  const auto add = [&](const char* name, const void* owner) {
-    info.AddCallback([&calls, name] { calls += name; }, owner);
-  };
-  add("a", &first);
-  add("b", nullptr);
-  add("c", &second);
-  add("d", &first);
+  const int owners[2]{};
+  info.AddCallback([&] { calls += "a"; }, &owners[0]);
+  info.AddCallback([&] { calls += "b"; }, nullptr);
+  info.AddCallback([&] { calls += "c"; }, &owners[1]);
+  info.AddCallback([&] { calls += "d"; }, &owners[0]);
   info.RemoveCallback(nullptr);
   info.SetLink(1);
   EXPECT_EQ(calls, "abcd");
-  info.RemoveCallback(&first);
+  info.RemoveCallback(&owners[0]);
   info.SetLink(2);
   EXPECT_EQ(calls, "abcdbc");
 }

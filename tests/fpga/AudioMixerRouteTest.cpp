@@ -8,7 +8,6 @@
 
 #include "audio/AudioMixerMultiRoute.h"
 #include "audio/AudioMixerSingleRoute.h"
-#include "log/Log.h"
 #include "modules/AudioMixer.h"
 #include "sim/Board.h"
 
@@ -26,6 +25,15 @@ float LinearGain(AudioMixerRoute& route, std::uint8_t index = 0) {
   return gain;
 }
 
+// Where a source of a route is found: the link times 100, and the channel.
+int PlaceOf(const AudioMixerRoute& route, std::uint8_t index) {
+  std::uint8_t link = 0;
+  std::uint8_t channel = 0;
+  EXPECT_EQ(route.GetLink(index, &link), 0);
+  EXPECT_EQ(route.GetChannel(index, &channel), 0);
+  return link * 100 + channel;
+}
+
 TEST(AudioMixerRoute, ChecksWhatIsAdded) {
   sim::LogRecords& log = sim::Board::Get().log;
   AudioMixerMultiRoute route;
@@ -41,25 +49,19 @@ TEST(AudioMixerRoute, ChecksWhatIsAdded) {
   }
   EXPECT_EQ(route.AddSrc(0, 0, 0, 0, 0.0F), -1);
   EXPECT_EQ(route.GetNumSrc(), 16U);
-  std::uint8_t link = 0;
-  std::uint8_t channel = 0;
-  EXPECT_EQ(route.GetLink(15, &link), 0);
-  EXPECT_EQ(route.GetChannel(15, &channel), 0);
-  EXPECT_EQ(link, 255);
-  EXPECT_EQ(channel, 15);
-  const std::string gainLine = "Attempting to add route with a gain out of our supported range";
-  EXPECT_EQ(log.Messages(3),
-            (std::vector<std::string>{"Attempting to add route with invalid channel", gainLine,
-                                      gainLine, gainLine,
-                                      "Attempting to add a source past the maximum supported"}));
-  log.Clear();
+  EXPECT_EQ(PlaceOf(route, 15), 25515);
+  std::uint8_t place = 7;
   float gain = 7.0F;
-  EXPECT_EQ(route.GetLink(16, &link), -1);
-  EXPECT_EQ(route.GetChannel(16, &channel), -1);
+  EXPECT_EQ(route.GetLink(16, &place), -1);
+  EXPECT_EQ(route.GetChannel(16, &place), -1);
   EXPECT_EQ(route.GetLinearGain(16, &gain), -1);
-  EXPECT_EQ(gain, 7.0F);
-  EXPECT_EQ(log.Messages(3),
-            (std::vector<std::string>(3, "Trying to read from a source that doesn't exist")));
+  EXPECT_EQ(place + gain, 14.0F);
+  const std::string gainLine = "Attempting to add route with a gain out of our supported range";
+  const std::string noSource = "Trying to read from a source that doesn't exist";
+  EXPECT_EQ(log.Messages(3), (std::vector<std::string>{
+                                 "Attempting to add route with invalid channel", gainLine, gainLine,
+                                 gainLine, "Attempting to add a source past the maximum supported",
+                                 noSource, noSource, noSource}));
 }
 
 TEST(AudioMixerRoute, DecibelsReachTheCoefficientToTheBit) {
@@ -67,80 +69,51 @@ TEST(AudioMixerRoute, DecibelsReachTheCoefficientToTheBit) {
     float source, route;  // dB
     std::uint32_t coeff, inverted;
   } cases[] = {
-      {0, 0, 0x010000, 0xFF0000},  {-6, 0, 0x00804D, 0xFF7FB3},    {6, 0, 0x01FEC9, 0xFE0137},
-      {20, 0, 0x0A0000, 0xF60000}, {-20, 0, 0x001999, 0xFFE667},   {-80, 0, 0x000006, 0xFFFFFA},
-      {0, -6, 0x00804D, 0xFF7FB3}, {20, 20, 0x640000, 0x9C0000},   {0, 40, 0x640000, 0x9C0000},
-      {0, -32768, 0x000000, 0},    {0, 32767, 0xFFFFFF, 0x000001},
-  };
+      {0, 0, 0x010000, 0xFF0000},  {-6, 0, 0x00804D, 0xFF7FB3},   {6, 0, 0x01FEC9, 0xFE0137},
+      {20, 0, 0x0A0000, 0xF60000}, {-20, 0, 0x001999, 0xFFE667},  {-80, 0, 0x000006, 0xFFFFFA},
+      {0, -6, 0x00804D, 0xFF7FB3}, {20, 20, 0x640000, 0x9C0000},  {0, 40, 0x640000, 0x9C0000},
+      {0, -32768, 0x000000, 0},    {0, 32767, 0xFFFFFF, 0x000001}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.source << " dB, " << c.route << " dB");
-    for (const bool sourceInverts : {false, true}) {
+    for (const bool invert : {false, true}) {
       AudioMixerSingleRoute route;
-      ASSERT_EQ(route.AddSrc(0, 0, sourceInverts ? 1 : 0, 0, c.source), 0);
+      ASSERT_EQ(route.AddSrc(0, 0, invert ? 1 : 0, 0, c.source), 0);
       route.SetGain(c.route);
-      EXPECT_EQ(ToCoeffGain(LinearGain(route)), sourceInverts ? c.inverted : c.coeff);
+      EXPECT_EQ(ToCoeffGain(LinearGain(route)), invert ? c.inverted : c.coeff);
       route.SetInvert(1);
-      EXPECT_EQ(ToCoeffGain(LinearGain(route)), sourceInverts ? c.coeff : c.inverted);
+      EXPECT_EQ(ToCoeffGain(LinearGain(route)), invert ? c.coeff : c.inverted);
     }
   }
 }
 
+// Whoever hears of a change finds the output's type as it follows from it.
 TEST(AudioMixerRoute, NonPcmPassesUntouchedOrNotAtAll) {
   AudioMixerSingleRoute single;
   AudioMixerMultiRoute multi;
-  const ChInfoPtr singleDest = MakeInfo();
-  const ChInfoPtr multiDest = MakeInfo(Ac3);
+  AudioMixerSingleRoute mute;
   const ChInfoPtr source = MakeInfo(DolbyE);
-  for (AudioMixerRoute* route :
-       {static_cast<AudioMixerRoute*>(&single), static_cast<AudioMixerRoute*>(&multi)}) {
-    ASSERT_EQ(route->AddSrc(0, 0, 1, 0, -6.0F), 0);
+  std::vector<AudioChannelInfo::AudioType> seen;
+  for (AudioMixerRoute* route : std::initializer_list<AudioMixerRoute*>{&single, &multi, &mute}) {
+    const ChInfoPtr output = MakeInfo(Ac3);
+    ASSERT_EQ(route->AddSrc(0, 0, 1, route == &mute ? 1 : 0, -6.0F), 0);
     ASSERT_EQ(route->AddSrc(0, 1, 0, 0, 20.0F), 0);
     route->SetGain(-20.0F);
     route->SetSrcChInfo(0, source);
-    route->SetDestChInfo(route == &single ? singleDest : multiDest);
+    route->SetDestChInfo(output);
+    route->AddCallback([&seen, output] { seen.push_back(output->GetAudioType()); });
     route->OnSrcChInfoChange();
   }
   EXPECT_EQ(LinearGain(single), 1.0F);
   EXPECT_EQ(LinearGain(multi), 0.0F);
   EXPECT_EQ(LinearGain(multi, 1), 1.0F);
-  EXPECT_EQ(singleDest->GetAudioType(), DolbyE);
-  EXPECT_EQ(multiDest->GetAudioType(), Pcm);
+  EXPECT_EQ(LinearGain(mute), 0.0F);
   single.SetMute(1);  // is silent, and still says what its source is
   EXPECT_EQ(LinearGain(single), 0.0F);
   source->SetAudioType(Eac3);
-  EXPECT_EQ(singleDest->GetAudioType(), Eac3);
-  EXPECT_EQ(multiDest->GetAudioType(), Pcm);
   single.SetMute(0);
   source->SetAudioType(Pcm);
-  EXPECT_EQ(singleDest->GetAudioType(), Pcm);
   EXPECT_LT(LinearGain(single), 0.0F);
-
-  AudioMixerSingleRoute mute;  // a source that is mute is PCM to what follows
-  ASSERT_EQ(mute.AddSrc(0, 0, 0, 1, 0.0F), 0);
-  mute.SetSrcChInfo(0, MakeInfo(DolbyE));
-  mute.SetDestChInfo(multiDest);
-  multiDest->SetAudioType(Ac3);
-  mute.OnSrcChInfoChange();
-  EXPECT_EQ(LinearGain(mute), 0.0F);
-  EXPECT_EQ(multiDest->GetAudioType(), Pcm);
-}
-
-// Whoever hears of a change finds the output's type as it follows from it.
-TEST(AudioMixerRoute, SetsItsOutputBeforeItCallsBack) {
-  const ChInfoPtr source = MakeInfo();
-  const ChInfoPtr output = MakeInfo();
-  AudioMixerSingleRoute single;
-  AudioMixerMultiRoute multi;
-  std::vector<AudioChannelInfo::AudioType> seen;
-  for (AudioMixerRoute* route : std::initializer_list<AudioMixerRoute*>{&single, &multi}) {
-    route->AddSrc(0, 0, 0, 0, 0.0F);
-    route->SetDestChInfo(output);
-    route->AddCallback([&] { seen.push_back(output->GetAudioType()); });
-  }
-  single.SetSrcChInfo(0, source);
-  source->SetAudioType(DolbyE);
-  multi.OnSrcChInfoChange();
-  EXPECT_EQ(seen, (std::vector<AudioChannelInfo::AudioType>{DolbyE, Pcm}));
+  EXPECT_EQ(seen, (std::vector{DolbyE, Pcm, Pcm, Eac3, Pcm, Pcm, Pcm, Pcm, Pcm}));
 }
 
 TEST(AudioMixerRoute, FollowsItsSourcesForAsLongAsItHasThem) {
@@ -174,17 +147,12 @@ TEST(AudioMixerRoute, FollowsItsSourcesForAsLongAsItHasThem) {
   second->SetLink(9);
   second->SetChannel(12);
   route->SetSrcChInfo(0, second);
-  std::uint8_t place = 0;
-  EXPECT_EQ(route->GetLink(0, &place), 0);
-  EXPECT_EQ(place, 9);
-  EXPECT_EQ(route->GetChannel(0, &place), 0);
-  EXPECT_EQ(place, 12);
+  EXPECT_EQ(PlaceOf(*route, 0), 912);
   EXPECT_EQ(callsOf(second), "ab");
-  EXPECT_NE(callsOf(first), "o");  // the other source still has it
+  EXPECT_EQ(callsOf(first), "oab");  // the other source still has it
   route->SetSrcChInfo(1, nullptr);
   EXPECT_EQ(callsOf(first), "o");
-  EXPECT_EQ(route->GetChannel(1, &place), 0);
-  EXPECT_EQ(place, 1);
+  EXPECT_EQ(PlaceOf(*route, 1), 301);
   route->SetSrcChInfo(1, first);
   route->ClearSrc();
   EXPECT_EQ(callsOf(first) + callsOf(second), "o");
