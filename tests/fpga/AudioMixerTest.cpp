@@ -9,7 +9,6 @@
 
 namespace {
 
-using sim::LogRecord;
 using Lines = std::vector<std::string>;
 using Words = std::vector<std::uint64_t>;
 
@@ -94,65 +93,45 @@ class AudioMixerTest : public CoreTest<sim::AudioMixerModel> {
   std::optional<AudioMixer> mixer{std::in_place, lastName, base, 1};
 };
 
-TEST_F(AudioMixerTest, DoesNothingBeforeItIsInitialized) {
+TEST_F(AudioMixerTest, ComesUpOnceAndWritesTheMemoryInOrderAndThenTheToggle) {
+  Accesses expected{R("num_links", 2), R("large_mixer", 1), W("reset", 1),
+                    W("reset", 0),     R("toggle_bit", 0),  W("coeff_addr", 0)};
+  for (std::uint32_t i = 0; i < 512; ++i) {
+    expected.push_back(W("coeff_data_msw", i == 48 ? 0x01 : i == 49 ? 0x1F : 0));
+    expected.push_back(W("coeff_data_lsw", i == 48 ? 0x010000 : i == 49 ? 0xFF0000 : 0));
+  }
+  expected.push_back(W("set_toggle", 1));
   EXPECT_EQ(AccessesOf([&] {
-              EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
+              Start(2, true);
+              mixer->Initialize();
+              EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 3, {{0, 1}, {1, 15, 1}})), 0);
               mixer->ProgramCoeffs();
-              EXPECT_EQ(Report(), "");
+              ASSERT_TRUE(core.AwaitToggles(1));
               mixer.reset();
             }),
-            Accesses{});
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{{3, "Trying to make route before the mixer was initialized"},
-                                    {3, "Trying to program the mixer before it was initialized"}}));
-}
-
-TEST_F(AudioMixerTest, ComesUpOnceAndWritesTheMemoryInOrderAndThenTheToggle) {
-  for (const bool large : {false, true}) {
-    SCOPED_TRACE(large);
-    Accesses expected{R("num_links", 2),  R("large_mixer", large ? 1 : 0),
-                      W("reset", 1),      W("reset", 0),
-                      R("toggle_bit", 0), W("coeff_addr", 0)};
-    for (std::uint32_t i = 0; i < 512; ++i) {
-      const std::uint32_t source = i == 48 ? 0x01 : i == 49 ? 0x1F : 0;
-      const std::uint32_t gain = i == 48 ? 0x010000 : i == 49 ? 0xFF0000 : 0;
-      if (large) {
-        expected.push_back(W("coeff_data_msw", source));
-        expected.push_back(W("coeff_data_lsw", gain));
-      } else {
-        expected.push_back(W("coeff_data", source << 24 | gain));
-      }
-    }
-    expected.push_back(W("set_toggle", 1));
-    EXPECT_EQ(AccessesOf([&] {
-                Start(2, large);
-                mixer->Initialize();
-                EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 3, {{0, 1}, {1, 15, 1}})), 0);
-                mixer->ProgramCoeffs();
-                ASSERT_TRUE(core.AwaitToggles(large ? 2 : 1));
-                mixer.reset();
-              }),
-              expected);
-    EXPECT_EQ(core.AudibleCoeff(49), 0x1F'FF0000U);
-
-    EXPECT_EQ(board.log.Messages(4), Lines{"Audio mixer is already initialized"});
-    EXPECT_EQ(board.log.Messages(6),
-              (Lines{"AudioMixer Base Address is [1500000]. Found 2 links for " + lastName,
-                     large ? "Audio Mixer is large version." : "Audio Mixer is small version.",
-                     "Try to close thread", "Thread closed"}));
-    const Lines lines = board.log.Messages(7);
-    ASSERT_EQ(lines.size(), large ? 512U + 16U : 16U);
-    EXPECT_EQ(lines[large ? 52 : 3],
-              "Mixer baseAddr 1500000 channel: [3] gets link,channel [1] with gain [10000]");
-    if (large) {
-      const std::string start = "Mixer baseAddr 1500000 link,channel,coeff: ";
-      EXPECT_EQ(lines[53], start + "[0, 3, 1] gets link,channel [1, f] with gain [ff0000]");
-      EXPECT_EQ(lines.back(), start + "[1, f, f] gets link,channel [0, 0] with gain [0]");
-    }
-  }
+            expected);
+  EXPECT_EQ(core.AudibleCoeff(49), 0x1F'FF0000U);
+  EXPECT_EQ(board.log.Messages(4), Lines{"Audio mixer is already initialized"});
+  EXPECT_EQ(board.log.Messages(6),
+            (Lines{"AudioMixer Base Address is [1500000]. Found 2 links for " + lastName,
+                   "Audio Mixer is large version.", "Try to close thread", "Thread closed"}));
+  const Lines lines = board.log.Messages(7);
+  ASSERT_EQ(lines.size(), 512U + 16U);
+  const std::string start = "Mixer baseAddr 1500000 ";
+  EXPECT_EQ(lines[52], start + "channel: [3] gets link,channel [1] with gain [10000]");
+  EXPECT_EQ(lines[53],
+            start + "link,channel,coeff: [0, 3, 1] gets link,channel [1, f] with gain [ff0000]");
+  EXPECT_EQ(lines.back(),
+            start + "link,channel,coeff: [1, f, f] gets link,channel [0, 0] with gain [0]");
 }
 
 TEST_F(AudioMixerTest, RefusedRoutesLeaveTheirChannelAsItWas) {
+  EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
+  mixer->ProgramCoeffs();
+  EXPECT_EQ(Report(), "");
+  EXPECT_EQ(board.log.Messages(3),
+            (Lines{"Trying to make route before the mixer was initialized",
+                   "Trying to program the mixer before it was initialized"}));
   Start(2, true);
   ASSERT_EQ(mixer->BuildRoute(RouteTo(1, 15, {{0, 1}, {1, 15, 1}})), 0);
   const std::string before = Report();
@@ -197,6 +176,7 @@ TEST_F(AudioMixerTest, AChannelHoldsItsSourcesAndThenSilence) {
   mixer->ProgramCoeffs();
   ASSERT_TRUE(core.AwaitToggles(1));
   EXPECT_EQ(core.AudibleCoeffs(), expected);
+  EXPECT_EQ(board.log.Messages(6).back(), "Audio Mixer is small version.");
   const std::string report = Report();
   const std::size_t second = report.find("Output Link 0 Ch 1 ");
   EXPECT_EQ(report.substr(second, report.find("Output Link 0 Ch 5") - second),
@@ -219,10 +199,6 @@ TEST_F(AudioMixerTest, TakesAnyStatus) {
   ASSERT_TRUE(core.AwaitPolls(2));
   core.HoldSwap(false);
   ASSERT_TRUE(core.AwaitCoeff(65264, 0xFEF'010000));
-  Start(0);
-  EXPECT_EQ(mixer->BuildRoute(RouteTo(0, 0, {})), -1);
-  mixer->ProgramCoeffs();
-  EXPECT_TRUE(core.AwaitToggles(2));
 }
 
 TEST_F(AudioMixerTest, WhatComesDuringASwapCollapsesIntoOneProgramming) {

@@ -69,9 +69,6 @@ TEST_F(BitfieldManagerTest, FieldsAreReadAndWrittenWithinTheirBits) {
   manager.WriteBitfield(std::string("middle"), 0x321);
   EXPECT_EQ(module.ReadBitfield("middle"), 0x321U);
   EXPECT_EQ(manager.GetBitfield("top").address, kBase + 4);
-  EXPECT_THROW(manager.ReadBitfield("mid"), std::invalid_argument);
-  EXPECT_EQ(board.log.Messages(2),
-            (Lines{"Bitfield manager cannot find bitfield mid. Throwing Exception!"}));
 }
 
 // Two threads write two fields of one word: neither may undo what the other wrote.
@@ -132,32 +129,33 @@ TEST_F(BitfieldManagerTest, AddressesAreCheckedBeforeTheyAreTouched) {
 TEST_F(BitfieldManagerTest, DeclarationsAreChecked) {
   BitfieldManager manager("manager", 0);
   manager.AddBitfield("a", 0, 0, 1);
-  const std::string outOfRange = "Bitfield parameters out of range. Failed to add Bitfield.";
-  const struct {
-    std::function<void()> operation;
-    std::string thrown, logged;
-  } cases[] = {
-      {[&] { manager.AddBitfield("b", 0, 0, 33); }, outOfRange,
-       outOfRange + " Throwing exception!"},
-      {[&] { manager.AddBitfield("b", 0, 32, 1); }, outOfRange,
-       outOfRange + " Throwing exception!"},
-      {[&] { manager.AddBitfield("a", 4, 0, 1); }, "Failed to add bitfield.",
-       "Failed to add bitfield. Bitfield with this name already exists. Throwing exception!"},
-      {[&] { manager.GetBitfield("b"); }, "Cannot find specified bitfield b",
-       "Bitfield manager cannot find bitfield b. Throwing Exception!"},
-      {[] { BitfieldManager("manager", 0x100000); },
-       "Tried instantiating bitfield manager with duplicate name",
-       "Bitfield Manager manager already exists. This is not supported! Throwing exception!"}};
-  for (const auto& c : cases) {
+  const auto refusal = [&](const std::function<void()>& operation) {
     board.log.Clear();
     try {
-      c.operation();
-      ADD_FAILURE() << c.thrown;
+      operation();
     } catch (const std::invalid_argument& error) {
-      EXPECT_EQ(error.what(), c.thrown);
+      return Lines{error.what(), board.log.Messages(2).at(0)};
     }
-    EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{2, c.logged}}));
-  }
+    return Lines{};
+  };
+  const Lines outOfRange{
+      "Bitfield parameters out of range. Failed to add Bitfield.",
+      "Bitfield parameters out of range. Failed to add Bitfield. Throwing exception!"};
+  EXPECT_EQ(refusal([&] { manager.AddBitfield("b", 0, 0, 33); }), outOfRange);
+  EXPECT_EQ(refusal([&] { manager.AddBitfield("b", 0, 32, 1); }), outOfRange);
+  EXPECT_EQ(
+      refusal([&] { manager.AddBitfield("a", 4, 0, 1); }),
+      (Lines{
+          "Failed to add bitfield.",
+          "Failed to add bitfield. Bitfield with this name already exists. Throwing exception!"}));
+  EXPECT_EQ(refusal([&] { manager.ReadBitfield("b"); }),
+            (Lines{"Cannot find specified bitfield b",
+                   "Bitfield manager cannot find bitfield b. Throwing Exception!"}));
+  EXPECT_EQ(
+      refusal([] { BitfieldManager("manager", 0x100000); }),
+      (Lines{
+          "Tried instantiating bitfield manager with duplicate name",
+          "Bitfield Manager manager already exists. This is not supported! Throwing exception!"}));
 }
 
 TEST_F(BitfieldManagerTest, ReportsListByNameAndFilter) {
@@ -221,16 +219,6 @@ TEST_F(BitfieldManagerTest, WindowIsMappedByTheFirstManagerAndOnlyOnce) {
                    "Attempt to read from un-initialized FPGA CSR bridge"}));
   EXPECT_EQ(board.log.Messages(6).back(), "Successfully munmapped FPGA CSR bridge");
   EXPECT_EQ(bridge.Init(), 0);
-}
-
-TEST_F(BitfieldManagerTest, MissingMemoryDeviceThrowsAfterItsThreeLines) {
-  board.settings.memoryMissing = true;
-  EXPECT_THROW(Module(), std::invalid_argument);
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{
-                {3, "Failed to open file /dev/mem for mmaping, FPGA CSR bridge is not usable"},
-                {3, "FPGA CSR bridge mmap failed"},
-                {2, "Failed to initialize FpgaCsrAccess. Throwing exception."}}));
 }
 
 using BitfieldManagerDeathTest = BitfieldManagerTest;
