@@ -27,26 +27,13 @@ constexpr std::chrono::seconds kIrqInterval(2);
 
 AesRx::AesRx(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
              std::uint64_t irqNumber)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      irqNumber_(irqNumber) {
+    : CoreDriver(name, baseAddress, index), irqNumber_(irqNumber) {
 }
 
 void AesRx::HoldInReset() {
-  WriteBitfield("reset", 1);
+  CoreDriver::HoldInReset();
   WriteBitfield("writeReadRunOffset", kRunOffset);
   WriteBitfield("writeReadStartOffset", kStartOffset);
-}
-
-void AesRx::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AesRx::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
 }
 
 void AesRx::UnmaskIrq() {
@@ -89,8 +76,7 @@ bool AesRx::HandleIrq() {
   for (std::size_t pair = 0; pair < aes_rx_regs::kPairs; ++pair) {
     (void)ReadBitfield(kLocked[pair]);  // part of the answer; the values are not used
   }
-  WriteBitfield("irqClr", status);
-  WriteBitfield("irqClr", 0);
+  Pulse("irqClr", status);
   LOG_DEBUG("Got IRQ with status %d", static_cast<int>(status));
   return true;
 }

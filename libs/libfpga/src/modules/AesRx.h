@@ -6,13 +6,13 @@
 
 #include "audio/AudioChannelInfo.h"
 #include "map/AesRxRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The AES3 receiver: 8 pairs, 16 channels.
 ///
 /// Threads: HandleIrq belongs to one thread at a time. The other operations have no state beside
 /// the registers; a sequence of accesses is not atomic.
-class AesRx : public RegisterBlock<aes_rx_regs::kFields> {
+class AesRx : public CoreDriver<AesRx, aes_rx_regs::kFields> {
  public:
   /// Leaves the core untouched. `irqNumber` is its line at the interrupt aggregator.
   AesRx(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
@@ -20,10 +20,6 @@ class AesRx : public RegisterBlock<aes_rx_regs::kFields> {
 
   /// Holds the core in reset, then sets writeReadRunOffset and writeReadStartOffset.
   void HoldInReset();
-  /// Lets the core run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
   /// Unmasks or masks all interrupt sources of the core. The aggregator's line is another matter.
   void UnmaskIrq();
   void MaskIrq();
@@ -41,17 +37,8 @@ class AesRx : public RegisterBlock<aes_rx_regs::kFields> {
 
   /// Number of the line at the interrupt aggregator.
   std::uint64_t GetIrqNumber() const { return irqNumber_; }
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// The number that its owner gave it.
-  std::uint64_t GetIndex() const { return index_; }
 
  private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
   const std::uint64_t irqNumber_;
   std::chrono::steady_clock::time_point lastIrqCheck_;
 };

@@ -9,20 +9,7 @@ constexpr int kChannels = 16;
 }  // namespace
 
 AesTx::AesTx(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress), index_(index) {
-}
-
-void AesTx::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void AesTx::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AesTx::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+    : CoreDriver(name, baseAddress, index) {
 }
 
 void AesTx::OnAudioTypeChange(AudioTypeArray types) {

@@ -38,11 +38,7 @@ AudioChannelInfo::AudioType DeembeddedPairType(std::uint32_t presence, std::uint
 
 AudioDeembedder::AudioDeembedder(const std::string& name, std::uint32_t baseAddress,
                                  std::uint64_t index, std::uint64_t irq)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      irq_(irq) {
+    : CoreDriver(name, baseAddress, index), irq_(irq) {
 }
 
 void AudioDeembedder::Setup(std::uint32_t videoStandard) {
@@ -74,8 +70,9 @@ AudioDeembedder::AudioType AudioDeembedder::GetPairType(std::uint8_t pair) {
   const std::uint32_t presence = ReadBitfield("audioStatus") >> (2 * p) & kBothChannels;
   const std::uint32_t line = ReadBitfield(kPairLines[p]);
   const std::uint32_t type = ReadBitfield(kPairTypes[p]);
-  LOG_DEBUG("%s: Deembedder IRQ reported pair %d as %s line was %d and type was %d", name_.c_str(),
-            int{p}, line != 0 ? "NON-PCM" : "PCM", static_cast<int>(line), static_cast<int>(type));
+  LOG_DEBUG("%s: Deembedder IRQ reported pair %d as %s line was %d and type was %d",
+            GetName().c_str(), int{p}, line != 0 ? "NON-PCM" : "PCM", static_cast<int>(line),
+            static_cast<int>(type));
   return DeembeddedPairType(presence, line, type);
 }
 
@@ -84,12 +81,10 @@ bool AudioDeembedder::IsPairPcm(std::uint8_t pair) {
 }
 
 bool AudioDeembedder::HandleIrq() {
-  const std::uint32_t status = ReadBitfield("irqStatus");
+  const std::uint32_t status = TakeFlags("irqStatus", "irqClr");
   if (status == 0) {
     return false;
   }
-  WriteBitfield("irqClr", status);
-  WriteBitfield("irqClr", 0);
   LOG_DEBUG("Got IRQ with status %d", static_cast<int>(status));
   CheckErrors();
   return true;
@@ -102,7 +97,7 @@ bool AudioDeembedder::_ClearFlags(const LogOrigin& check, FieldId flags, const c
     return false;
   }
   if (what != nullptr) {
-    LOG_INFO_FROM(check, "%s FIFO %s 0x%x", name_.c_str(), what, channels);
+    LOG_INFO_FROM(check, "%s FIFO %s 0x%x", GetName().c_str(), what, channels);
   }
   WriteBitfield(flags, kAllFlags);
   return true;
@@ -115,25 +110,12 @@ void AudioDeembedder::CheckErrors() {
   (void)_ClearFlags(LOG_ORIGIN, "fifoFull", "full");    // asks for a restart
   const bool misaligned = ReadBitfield("alignment_err_saved") != 0;
   if (misaligned) {
-    LOG_INFO("%s alignment error", name_.c_str());
+    LOG_INFO("%s alignment error", GetName().c_str());
     WriteBitfield("alignment_err_saved", 1);
   }
   if (overflow || underflow || misaligned) {
     Setup(videoStandard_);
   }
-}
-
-void AudioDeembedder::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void AudioDeembedder::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AudioDeembedder::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
 }
 
 void AudioDeembedder::MaskIrq() {
@@ -152,8 +134,7 @@ void AudioDeembedder::GetAvSyncResults(std::vector<std::string>& lines) {
     arrival.value = ReadBitfield(kTestValues[r]);
     lines.push_back(av_sync::Describe(arrival, totalLines_, frameRate_));
   }
-  WriteBitfield("avSyncClearResults", 1);
-  WriteBitfield("avSyncClearResults", 0);
+  Pulse("avSyncClearResults", 1);
 }
 
 void AudioDeembedder::ReadAvSyncFifo(std::vector<std::uint16_t>& frames) {

@@ -6,7 +6,7 @@
 
 #include "audio/AudioChannelInfo.h"
 #include "map/AudioDeembedderRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The core that takes the 16 channels of embedded audio out of one SDI input. It is set up for a
 /// video standard, tells which pairs carry bursts that are not PCM (SMPTE ST 337) and on which
@@ -14,7 +14,7 @@
 ///
 /// No operation reports a failure: what an access refuses is in the log. Each register access is
 /// thread-safe by itself; Setup, HandleIrq and CheckErrors belong to one thread at a time.
-class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
+class AudioDeembedder : public CoreDriver<AudioDeembedder, audio_deembedder_regs::kFields> {
  public:
   using AudioType = AudioChannelInfo::AudioType;
 
@@ -43,13 +43,6 @@ class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
   /// standard of the last Setup.
   void CheckErrors();
 
-  /// Holds the core in reset.
-  void HoldInReset();
-  /// Lets the core run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
-
   /// Masks all interrupt sources of the core.
   void MaskIrq();
   /// Unmasks all interrupt sources of the core.
@@ -66,21 +59,12 @@ class AudioDeembedder : public RegisterBlock<audio_deembedder_regs::kFields> {
   /// whether it is PCM. Sets `*more` to 0. The two numbers make no difference.
   void DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more);
 
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// As given to the constructor.
-  std::uint64_t GetIndex() const { return index_; }
   /// The core's line at the interrupt aggregator.
   std::uint64_t GetIrqNumber() const { return irq_; }
 
  private:
   bool _ClearFlags(const LogOrigin& check, FieldId flags, const char* what);
 
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
   const std::uint64_t irq_;
   // The rest belongs to the thread that sets the core up.
   std::uint32_t videoStandard_ = 0;  // of the last Setup

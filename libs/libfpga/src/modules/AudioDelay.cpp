@@ -35,7 +35,7 @@ constexpr bool HasBit(std::uint32_t word, unsigned bit) {
 }  // namespace
 
 AudioDelay::AudioDelay(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress), index_(index) {
+    : CoreDriver(name, baseAddress, index, "glbl_reset") {
 }
 
 void AudioDelay::_InitializeDramAndCsr(std::uint32_t dramBase, std::uint32_t dramSize) {
@@ -83,21 +83,8 @@ void AudioDelay::Setup() {
 }
 
 void AudioDelay::HoldInReset() {
-  WriteBitfield("glbl_reset", 1);
+  CoreDriver::HoldInReset();
   failedRestarts_ = 0;
-}
-
-void AudioDelay::ReleaseFromReset() {
-  WriteBitfield("glbl_reset", 0);
-}
-
-void AudioDelay::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
-}
-
-bool AudioDelay::IsHeldInReset() {
-  return ReadBitfield("glbl_reset") != 0;
 }
 
 void AudioDelay::SetChannelDelay(std::uint8_t channel, float ms) {
@@ -194,7 +181,7 @@ bool AudioDelay::CheckErrors() {
   }
   WriteBitfield("err_status", 0xFFFFFFFF);
   WriteBitfield("same_ch_timing_err", kAllChannels);
-  LOG_INFO("Showing errors for audio delay %d", static_cast<int>(index_));
+  LOG_INFO("Showing errors for audio delay %d", static_cast<int>(GetIndex()));
   if (IsHeldInReset()) {
     return false;
   }
@@ -209,12 +196,12 @@ void AudioDelay::_ReportErrors(const LogOrigin& check, std::uint32_t errors,
   using audio_delay_regs::kTimingError;
   for (unsigned channel = 0; channel < kChannels; ++channel) {
     if (HasBit(errors, kTimingError + channel)) {
-      LOG_ERROR_FROM(check, "%s: CH%u Timing Error", name_.c_str(), channel);
+      LOG_ERROR_FROM(check, "%s: CH%u Timing Error", GetName().c_str(), channel);
     }
   }
   for (std::uint8_t pair = 0; pair < kPairs; ++pair) {
     if (HasBit(errors, kFramingError + pair)) {
-      LOG_ERROR_FROM(check, "%s: PAIR%d Framing Error Restarting Channel %d,%d", name_.c_str(),
+      LOG_ERROR_FROM(check, "%s: PAIR%d Framing Error Restarting Channel %d,%d", GetName().c_str(),
                      pair, 2 * pair + 1, 2 * pair + 2);
       _RestartPair(pair);
     }

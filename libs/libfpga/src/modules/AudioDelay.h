@@ -4,7 +4,7 @@
 #include <string>
 
 #include "map/AudioDelayRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The delay line of one input: it delays 16 channels through a ring in DRAM, by a time that is set
 /// for each channel. Pairs go through a sample-rate converter (AudioDelaySrc) or, where they carry
@@ -16,7 +16,7 @@
 ///
 /// Threads: every register access is thread-safe by itself; the operations belong to the one thread
 /// of the audio graph.
-class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
+class AudioDelay : public CoreDriver<AudioDelay, audio_delay_regs::kFields> {
  public:
   /// Leaves the core untouched. `index` is the input, for messages.
   AudioDelay(const std::string& name, std::uint32_t baseAddress, std::uint64_t index);
@@ -35,11 +35,6 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
 
   /// Stops the line, and forgets restarts that failed.
   void HoldInReset();
-  /// Lets the line run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
-  bool IsHeldInReset();
 
   /// Sets a channel's delay in ms, which the core takes at the channel's next restart. Less than 64
   /// samples gives 64; more than the register holds is refused and logged by the register access. A
@@ -81,18 +76,12 @@ class AudioDelay : public RegisterBlock<audio_delay_regs::kFields> {
 
   /// The DRAM in chunks of 1 ms: the longest delay, in ms. 0 without DRAM.
   std::uint32_t GetChunkCount() const { return chunkCount_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
 
  private:
   std::uint32_t _MeasureDelay(std::uint8_t channel);
   void _Restart(std::uint32_t channels, unsigned pauses);
   void _ReportErrors(const LogOrigin& check, std::uint32_t errors, std::uint32_t sameChannelErrors);
   void _RestartPair(std::uint8_t pair);
-
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
 
   // Bound to the thread of the audio graph.
   bool dramGiven_ = false;

@@ -10,11 +10,7 @@ constexpr std::uint32_t kSamplesPerSecond = 48000;
 
 AudioDelaySrc::AudioDelaySrc(const std::string& name, std::uint32_t baseAddress,
                              std::uint64_t index, std::uint64_t irq)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      irq_(irq) {
+    : CoreDriver(name, baseAddress, index, "logic_reset"), irq_(irq) {
 }
 
 void AudioDelaySrc::Setup() {
@@ -25,21 +21,12 @@ void AudioDelaySrc::Setup() {
 
 void AudioDelaySrc::HoldInReset() {
   LOG_INFO("Hold In Reset");
-  WriteBitfield("logic_reset", 1);
+  CoreDriver::HoldInReset();
 }
 
 void AudioDelaySrc::ReleaseFromReset() {
   LOG_INFO("Release From Reset");
-  WriteBitfield("logic_reset", 0);
-}
-
-void AudioDelaySrc::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
-}
-
-bool AudioDelaySrc::IsHeldInReset() {
-  return ReadBitfield("logic_reset") != 0;
+  CoreDriver::ReleaseFromReset();
 }
 
 bool AudioDelaySrc::IsAdjusting() {
@@ -51,20 +38,14 @@ void AudioDelaySrc::ApplyAdjustment(std::uint8_t grow, std::uint32_t samples) {
     return;
   }
   LOG_DEBUG("Audio Delay Src %d Applying a grow_nshrink %d, of %d samples",
-            static_cast<int>(index_), grow, static_cast<int>(samples));
+            static_cast<int>(GetIndex()), grow, static_cast<int>(samples));
   WriteBitfield("grow_else_shrink_delay", grow);
   WriteBitfield("application_samples", samples);
   WriteBitfield("new_adjustment", 1);  // last: it starts the adjustment
 }
 
 bool AudioDelaySrc::HandleIrq() {
-  const std::uint32_t status = ReadBitfield("irq_status");
-  if (status == 0) {
-    return false;
-  }
-  WriteBitfield("irq_clr", status);
-  WriteBitfield("irq_clr", 0);
-  return true;
+  return TakeFlags("irq_status", "irq_clr") != 0;
 }
 
 void AudioDelaySrc::MaskIrq() {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "map/AudioDelaySrcRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The sample-rate converter beside an audio delay line (AudioDelay). Told to grow or to shrink, it
 /// changes the delay of the channels that pass it little by little, without a restart: growing
@@ -13,7 +13,7 @@
 ///
 /// Threads: every register access is thread-safe by itself; the operations belong to the one thread
 /// of the audio graph.
-class AudioDelaySrc : public RegisterBlock<audio_delay_src_regs::kFields> {
+class AudioDelaySrc : public CoreDriver<AudioDelaySrc, audio_delay_src_regs::kFields> {
  public:
   /// Leaves the core untouched. `index` is the input, for messages; `irq` is the core's line at the
   /// interrupt aggregator.
@@ -27,9 +27,6 @@ class AudioDelaySrc : public RegisterBlock<audio_delay_src_regs::kFields> {
   void HoldInReset();
   /// Lets the core run.
   void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
-  bool IsHeldInReset();
 
   /// True while an adjustment runs.
   bool IsAdjusting();
@@ -44,16 +41,9 @@ class AudioDelaySrc : public RegisterBlock<audio_delay_src_regs::kFields> {
   void MaskIrq();
   void UnmaskIrq();
 
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
   /// The core's line at the interrupt aggregator.
   std::uint64_t GetIrqNumber() const { return irq_; }
 
  private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
   const std::uint64_t irq_;
 };

@@ -26,11 +26,7 @@ const VideoStandard& StandardOf(std::uint32_t id) {
 
 AudioEmbedder::AudioEmbedder(const std::string& name, std::uint32_t baseAddress,
                              std::uint64_t index, std::uint64_t irq)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      irq_(irq) {
+    : CoreDriver(name, baseAddress, index), irq_(irq) {
 }
 
 void AudioEmbedder::OnVideoTypeChange(std::uint32_t /*link*/, const std::uint32_t& videoStandard) {
@@ -49,7 +45,7 @@ void AudioEmbedder::_Setup(std::uint32_t videoStandard) {
   videoStandard_ = videoStandard;
   HoldInReset();
   const VideoStandard& standard = StandardOf(videoStandard);
-  LOG_INFO("Setting up %s for %s", name_.c_str(), standard.name.c_str());
+  LOG_INFO("Setting up %s for %s", GetName().c_str(), standard.name.c_str());
   WriteBitfield("enableStripper", 1);
   WriteBitfield("forceStripper", 1);
   WriteBitfield("disableCBitRegen", 0);
@@ -104,32 +100,20 @@ bool AudioEmbedder::GetGroupEnable(std::uint8_t group) {
   return (ReadBitfield("aesGrpEn") >> group & 1) != 0;
 }
 
-void AudioEmbedder::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void AudioEmbedder::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
 void AudioEmbedder::ResetAndRelease() {
-  LOG_DEBUG("ResetAndRelease %s", name_.c_str());
-  HoldInReset();
-  ReleaseFromReset();
+  LOG_DEBUG("ResetAndRelease %s", GetName().c_str());
+  CoreDriver::ResetAndRelease();
 }
 
 void AudioEmbedder::OnAudioOutputClockGenIrq() {
-  LOG_INFO("Resetting %s due to clock IRQ", name_.c_str());
+  LOG_INFO("Resetting %s due to clock IRQ", GetName().c_str());
   ResetAndRelease();
 }
 
 void AudioEmbedder::HandleIrq() {
-  const std::uint32_t pending = ReadBitfield("irqStatus");
-  if (pending == 0) {
+  if (TakeFlags("irqStatus", "irqClr") == 0) {
     return;
   }
-  WriteBitfield("irqClr", pending);
-  WriteBitfield("irqClr", 0);
   const std::uint32_t errors = ReadBitfield("errStatus");
   WriteBitfield("errClr", 1);
   const std::uint32_t groups = ReadBitfield("aesGrpEn");

@@ -6,7 +6,7 @@
 
 #include "audio/AudioChannelInfo.h"
 #include "map/AudioEmbedderRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The core that puts 16 channels of audio, in four groups, into the ancillary data of one SDI
 /// output. It is held in reset while no video standard is set.
@@ -14,7 +14,7 @@
 /// No operation reports a failure: what an access refuses is in the log. Pairs count from 0. Each
 /// register access is thread-safe by itself; all operations belong to the one thread that drives
 /// the audio graph.
-class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
+class AudioEmbedder : public CoreDriver<AudioEmbedder, audio_embedder_regs::kFields> {
  public:
   using AudioType = AudioChannelInfo::AudioType;
 
@@ -42,11 +42,7 @@ class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
   /// Whether a group is on. Another group than 0 to 3 is logged at Info and gives false.
   bool GetGroupEnable(std::uint8_t group);
 
-  /// Holds the core in reset.
-  void HoldInReset();
-  /// Lets the core run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between. Logs at Debug.
+  /// As CoreDriver's. Logs at Debug.
   void ResetAndRelease();
   /// ResetAndRelease, for a change of the clock. Logs at Info.
   void OnAudioOutputClockGenIrq();
@@ -70,12 +66,6 @@ class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
   /// The two numbers make no difference.
   void DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more);
 
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// As given to the constructor.
-  std::uint64_t GetIndex() const { return index_; }
   /// The core's line at the interrupt aggregator.
   std::uint64_t GetIrqNumber() const { return irq_; }
 
@@ -87,9 +77,6 @@ class AudioEmbedder : public RegisterBlock<audio_embedder_regs::kFields> {
   void _Setup(std::uint32_t videoStandard);
   std::uint32_t _CycleFrames() const;
 
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
   const std::uint64_t irq_;
   // The rest belongs to the thread of the audio graph.
   std::uint32_t videoStandard_ = 0;

@@ -8,21 +8,12 @@ constexpr std::uint32_t kAllIrqSources = 7;
 
 AudioInputClkGen::AudioInputClkGen(const std::string& name, std::uint32_t baseAddress,
                                    std::uint64_t index)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress), index_(index) {
-}
-
-void AudioInputClkGen::HoldInReset() {
-  WriteBitfield("reset", 1);
+    : CoreDriver(name, baseAddress, index) {
 }
 
 void AudioInputClkGen::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
+  CoreDriver::ReleaseFromReset();
   WriteBitfield("videoTypeOverride", 0);
-}
-
-void AudioInputClkGen::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
 }
 
 void AudioInputClkGen::UnmaskIrq() {

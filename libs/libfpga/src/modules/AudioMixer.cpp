@@ -45,10 +45,7 @@ std::uint32_t ToCoeffGain(float gain) {
 }
 
 AudioMixer::AudioMixer(const std::string& name, std::uint32_t baseAddress, std::uint64_t mixerIndex)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      mixerIndex_(mixerIndex) {
+    : CoreDriver(name, baseAddress, mixerIndex) {
 }
 
 AudioMixer::~AudioMixer() {
@@ -75,8 +72,8 @@ void AudioMixer::Initialize() {
     return;
   }
   numLinks_ = std::min(ReadBitfield("num_links"), kMaxLinks);  // a refused read gives all ones
-  LOG_INFO("AudioMixer Base Address is [%x]. Found %u links for %s", baseAddress_, numLinks_,
-           name_.c_str());
+  LOG_INFO("AudioMixer Base Address is [%x]. Found %u links for %s", GetBaseAddress(), numLinks_,
+           GetName().c_str());
   {
     const std::lock_guard lock(mutex_);
     coeffs_.resize(std::size_t{numLinks_} * kWordsPerLink);
@@ -86,19 +83,6 @@ void AudioMixer::Initialize() {
   ResetAndRelease();
   initialized_ = true;
   thread_ = std::thread(&AudioMixer::_ProgramCoeffsThread, this);
-}
-
-void AudioMixer::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void AudioMixer::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AudioMixer::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
 }
 
 int AudioMixer::BuildRoute(const std::shared_ptr<AudioMixerRoute>& route) {
@@ -112,7 +96,7 @@ int AudioMixer::BuildRoute(const std::shared_ptr<AudioMixerRoute>& route) {
   }
   const std::uint32_t destLink = route->GetDestLink();
   const std::uint32_t destChannel = route->GetDestChannel();
-  const auto mixerIndex = static_cast<int>(mixerIndex_);
+  const auto mixerIndex = static_cast<int>(GetIndex());
   if (destLink >= numLinks_) {
     LOG_ERROR(
         "Output link %d is out of range the range %d. This mixer index is %d. Skipping BuildRoute",
@@ -211,7 +195,7 @@ void AudioMixer::_WriteCoeffs(const LogOrigin& thread) {
           thread,
           "Mixer baseAddr %x link,channel,coeff: [%x, %x, %x] gets link,channel [%x, %x] with "
           "gain [%x]",
-          baseAddress_, i / kWordsPerLink, i / kCoeffs % kChannels, i % kCoeffs,
+          GetBaseAddress(), i / kWordsPerLink, i / kCoeffs % kChannels, i % kCoeffs,
           SourceOf(word) / kChannels, SourceOf(word) % kChannels, GainOf(word));
     } else {
       WriteBitfield("coeff_data", static_cast<std::uint32_t>(word));
@@ -219,7 +203,7 @@ void AudioMixer::_WriteCoeffs(const LogOrigin& thread) {
     if (i < kWordsPerLink && i % kCoeffs == 0) {
       LOG_DEBUG_FROM(thread,
                      "Mixer baseAddr %x channel: [%x] gets link,channel [%x] with gain [%x]",
-                     baseAddress_, i / kCoeffs, SourceOf(word), GainOf(word));
+                     GetBaseAddress(), i / kCoeffs, SourceOf(word), GainOf(word));
     }
   }
   WriteBitfield("set_toggle", 1);

@@ -11,7 +11,7 @@
 
 #include "audio/AudioMixerRoute.h"
 #include "map/AudioMixerRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// A linear gain as the mixer's coefficients hold it: 24 bits, two's complement, 16 fraction bits,
 /// truncated towards 0. A gain of 128 and more, of either sign, loses its upper bits.
@@ -23,12 +23,12 @@ std::uint32_t ToCoeffGain(float gain);
 /// The core's coefficient memory has two sides, one in use by the audio while the other is filled;
 /// a swap lets a whole change of routing take effect at once. BuildRoute fills a working copy,
 /// ProgramCoeffs hands that to a thread of the driver, and the thread writes it to the core: many
-/// thousands of register accesses that no caller waits for.
+/// thousands of register accesses that no caller waits for. A reset doesn't program the core again.
 ///
 /// Threads: the operations belong to the one thread that drives the audio graph. The coefficient
 /// thread touches the programming copy and the core's registers, nothing else. Lock order: this
 /// mixer's mutex before the one of its BitfieldManager.
-class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
+class AudioMixer : public CoreDriver<AudioMixer, audio_mixer_regs::kFields> {
  public:
   /// Leaves the core untouched. `mixerIndex` is for messages.
   AudioMixer(const std::string& name, std::uint32_t baseAddress, std::uint64_t mixerIndex);
@@ -50,13 +50,6 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
   /// are silence. Once only: later calls log a Warning and change nothing.
   void Initialize();
 
-  /// Stops the core.
-  void HoldInReset();
-  /// Lets the core run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset. Does not program the core again.
-  void ResetAndRelease();
-
   /// Puts the coefficients of the route's output channel into the working copy. Gives 0; or -1,
   /// with a line at Error and the channel as it was: without a route, before Initialize, for an
   /// output or a source on a link that the core doesn't have, for an output channel above 15, and
@@ -71,10 +64,6 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
   /// them, and sets `*more` to 0. The two numbers are not used.
   void DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more);
 
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
   /// Number of links of the core, 0 to 255; 0 before Initialize.
   std::uint32_t GetNumLinks() const { return numLinks_; }
 
@@ -84,9 +73,6 @@ class AudioMixer : public RegisterBlock<audio_mixer_regs::kFields> {
   void _WriteCoeffs(const LogOrigin& thread);
 
   // Constant once the thread runs.
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t mixerIndex_;
   std::uint32_t numLinks_ = 0;
   bool initialized_ = false;
   bool large_ = false;

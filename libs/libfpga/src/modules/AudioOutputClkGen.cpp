@@ -22,25 +22,12 @@ constexpr std::array<ErrorFlag, 3> kErrorFlags{{{"clkIsFailed", "Clock failure"}
 
 AudioOutputClkGen::AudioOutputClkGen(const std::string& name, std::uint32_t baseAddress,
                                      std::uint64_t index, std::uint64_t irqNumber)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      irqNumber_(irqNumber) {
+    : CoreDriver(name, baseAddress, index), irqNumber_(irqNumber) {
 }
 
 void AudioOutputClkGen::HoldInReset() {
-  LOG_INFO("Resetting %s", name_.c_str());
-  WriteBitfield("reset", 1);
-}
-
-void AudioOutputClkGen::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AudioOutputClkGen::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+  LOG_INFO("Resetting %s", GetName().c_str());
+  CoreDriver::HoldInReset();
 }
 
 void AudioOutputClkGen::UnmaskIrq() {
@@ -52,12 +39,9 @@ void AudioOutputClkGen::MaskIrq() {
 }
 
 bool AudioOutputClkGen::HandleIrq() {
-  const std::uint32_t status = ReadBitfield("irqStatus");
-  if (status == 0) {
+  if (TakeFlags("irqStatus", "irqClr") == 0) {
     return false;
   }
-  WriteBitfield("irqClr", status);
-  WriteBitfield("irqClr", 0);
   (void)CheckErrors();  // it logs what there is to say
   return true;
 }

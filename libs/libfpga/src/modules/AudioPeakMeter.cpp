@@ -8,24 +8,7 @@ constexpr std::size_t kChannelsPerLink = 16;
 
 AudioPeakMeter::AudioPeakMeter(const std::string& name, std::uint32_t baseAddress,
                                std::uint64_t index, std::uint32_t numLinks)
-    : RegisterBlock(name, baseAddress),
-      name_(name),
-      baseAddress_(baseAddress),
-      index_(index),
-      numLinks_(numLinks) {
-}
-
-void AudioPeakMeter::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void AudioPeakMeter::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void AudioPeakMeter::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+    : CoreDriver(name, baseAddress, index), numLinks_(numLinks) {
 }
 
 void AudioPeakMeter::ReadNumLinks() {
@@ -37,7 +20,7 @@ void AudioPeakMeter::SwitchBank() {
 }
 
 void AudioPeakMeter::ReadPeaks(std::vector<std::uint32_t>& peaks) {
-  const bool inReset = ReadBitfield("reset") != 0;
+  const bool inReset = IsHeldInReset();
   peaks.clear();
   const std::size_t channels = numLinks_ * kChannelsPerLink;
   peaks.reserve(channels);

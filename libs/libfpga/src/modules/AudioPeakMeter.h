@@ -5,25 +5,19 @@
 #include <vector>
 
 #include "map/AudioPeakMeterRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The peak meters of some links of 16 channels each. The core measures into one bank while the
 /// other one is read, channel after channel.
 ///
 /// Threads: single accesses are atomic. Reading the peaks, switching the bank and reading the
 /// number of links belong to one thread at a time.
-class AudioPeakMeter : public RegisterBlock<audio_peak_meter_regs::kFields> {
+class AudioPeakMeter : public CoreDriver<AudioPeakMeter, audio_peak_meter_regs::kFields> {
  public:
   /// Leaves the core untouched. `numLinks` is the number of links until ReadNumLinks asks the core.
   AudioPeakMeter(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
                  std::uint32_t numLinks);
 
-  /// Stops the meters.
-  void HoldInReset();
-  /// Lets the meters measure.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
   /// Asks the core for its number of links, 0 to 255. A refused access leaves the number as it was.
   void ReadNumLinks();
   /// Hands the bank that measured out for reading and starts the other one.
@@ -34,16 +28,7 @@ class AudioPeakMeter : public RegisterBlock<audio_peak_meter_regs::kFields> {
 
   /// The number of links, as given or as read last.
   std::uint32_t GetNumLinks() const { return numLinks_; }
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// The number that its owner gave it.
-  std::uint64_t GetIndex() const { return index_; }
 
  private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
   std::uint32_t numLinks_;
 };

@@ -3,20 +3,15 @@
 #include "log/Log.h"
 
 DanteCoreInterface::DanteCoreInterface(const std::string& name, std::uint32_t baseAddress)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress) {
+    : CoreDriver(name, baseAddress, 0) {
 }
 
 void DanteCoreInterface::HoldInReset() {
   LOG_INFO("Hold In Reset");
-  WriteBitfield("reset", 1);
+  CoreDriver::HoldInReset();
 }
 
 void DanteCoreInterface::ReleaseFromReset() {
   LOG_INFO("Release From Reset");
-  WriteBitfield("reset", 0);
-}
-
-void DanteCoreInterface::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+  CoreDriver::ReleaseFromReset();
 }

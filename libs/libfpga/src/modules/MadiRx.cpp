@@ -3,20 +3,7 @@
 #include "log/Log.h"
 
 MadiRxImpl::MadiRxImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress), index_(index) {
-}
-
-void MadiRxImpl::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void MadiRxImpl::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void MadiRxImpl::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+    : CoreDriver(name, baseAddress, index) {
 }
 
 void MadiRxImpl::GetMadiRxStatus(bool* ok, bool* rateOk) {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "map/MadiRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The MADI receiver: 64 channels, four links of 16.
 class MadiRx {
@@ -16,33 +16,15 @@ class MadiRx {
 ///
 /// Thread-safe: there is no state beside the registers. A sequence of accesses is not atomic, and
 /// no access excludes the transmitter driver's.
-class MadiRxImpl : public RegisterBlock<madi_regs::kRxFields>, public MadiRx {
+class MadiRxImpl : public CoreDriver<MadiRxImpl, madi_regs::kRxFields>, public MadiRx {
  public:
   /// Leaves the core untouched.
   MadiRxImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index);
 
-  /// Stops both cores.
-  void HoldInReset();
-  /// Lets both cores run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
   /// Says whether nothing went wrong on the link since the last call and, if so, whether it runs at
   /// the right sample rate; both are false otherwise. Clears what it read of the errors.
   void GetMadiRxStatus(bool* ok, bool* rateOk);
   /// Replaces `report` by one line for the reset and sets `*more` to 0: there is nothing beyond it.
   /// The two numbers are not used.
   void DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more);
-
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// The number that its owner gave it.
-  std::uint64_t GetIndex() const { return index_; }
-
- private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
 };

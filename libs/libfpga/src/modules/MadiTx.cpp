@@ -3,20 +3,7 @@
 #include "log/Log.h"
 
 MadiTxImpl::MadiTxImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress), index_(index) {
-}
-
-void MadiTxImpl::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void MadiTxImpl::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void MadiTxImpl::ResetAndRelease() {
-  HoldInReset();
-  ReleaseFromReset();
+    : CoreDriver(name, baseAddress, index) {
 }
 
 void MadiTxImpl::OnAudioTypeChange(MadiAudioTypeArray types) {

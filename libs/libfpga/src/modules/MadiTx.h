@@ -5,7 +5,7 @@
 
 #include "audio/AudioChannelInfo.h"
 #include "map/MadiRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The MADI transmitter: 64 channels, four links of 16.
 class MadiTx {
@@ -17,32 +17,14 @@ class MadiTx {
 ///
 /// Thread-safe: there is no state beside the registers. A sequence of accesses is not atomic, and
 /// no access excludes the receiver driver's.
-class MadiTxImpl : public RegisterBlock<madi_regs::kTxFields>, public MadiTx {
+class MadiTxImpl : public CoreDriver<MadiTxImpl, madi_regs::kTxFields>, public MadiTx {
  public:
   /// Leaves the core untouched.
   MadiTxImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index);
 
-  /// Stops both cores.
-  void HoldInReset();
-  /// Lets both cores run.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void ResetAndRelease();
   /// Marks both channels of every pair that isn't PCM, and no others.
   void OnAudioTypeChange(MadiAudioTypeArray types);
   /// Replaces `report` by one line for the reset and one for each word of marks, and sets `*more`
   /// to 0: there is nothing beyond it. The two numbers are not used.
   void DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more);
-
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-  /// The number that its owner gave it.
-  std::uint64_t GetIndex() const { return index_; }
-
- private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
-  const std::uint64_t index_;
 };

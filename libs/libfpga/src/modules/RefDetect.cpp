@@ -29,20 +29,7 @@ float ToTicks(std::uint32_t counts) {
 }  // namespace
 
 RefDetect::RefDetect(const std::string& name, std::uint32_t baseAddress)
-    : RegisterBlock(name, baseAddress), name_(name), baseAddress_(baseAddress) {
-}
-
-void RefDetect::HoldInReset() {
-  WriteBitfield("reset", 1);
-}
-
-void RefDetect::ReleaseFromReset() {
-  WriteBitfield("reset", 0);
-}
-
-void RefDetect::Reset() {
-  HoldInReset();
-  ReleaseFromReset();
+    : CoreDriver(name, baseAddress, 0) {
 }
 
 int RefDetect::GetReferenceFormat(bool secondReference) {

@@ -4,24 +4,20 @@
 #include <string>
 
 #include "map/RefDetectRegs.h"
-#include "regaccess/BitfieldManager.h"
+#include "regaccess/CoreDriver.h"
 
 /// The reference detection: it measures the two external reference inputs, and gives a timing pulse
 /// on two outputs. Its counters run at 100/9 counts to a 27 MHz tick, that is at 300 MHz.
 ///
 /// Thread-safe: there is no state beside the registers. The counters of one reference are read one
 /// by one, and may belong to different frames of a signal that changes meanwhile.
-class RefDetect : public RegisterBlock<ref_detect_regs::kFields> {
+class RefDetect : public CoreDriver<RefDetect, ref_detect_regs::kFields> {
  public:
   /// Leaves the core untouched.
   RefDetect(const std::string& name, std::uint32_t baseAddress);
 
-  /// Stops the measurement.
-  void HoldInReset();
-  /// Lets the core measure.
-  void ReleaseFromReset();
-  /// HoldInReset, then ReleaseFromReset, without a delay between.
-  void Reset();
+  /// ResetAndRelease.
+  void Reset() { ResetAndRelease(); }
 
   /// Gives the id of the standard whose timing the first or the second reference has, and logs its
   /// name at Debug; 0 ("Unknown") for a reference that is absent or has the timing of no standard.
@@ -32,13 +28,4 @@ class RefDetect : public RegisterBlock<ref_detect_regs::kFields> {
   /// by the register access, with the pulse switched all the same. The first output logs its offset
   /// at Debug.
   void SetPulseOutputEnable(bool enable, bool secondOutput, float offset);
-
-  /// The module's name.
-  const std::string& GetName() const { return name_; }
-  /// Byte offset of the core's registers in the window.
-  std::uint32_t GetBaseAddress() const { return baseAddress_; }
-
- private:
-  const std::string name_;
-  const std::uint32_t baseAddress_;
 };

@@ -164,4 +164,20 @@ class RegisterBlock : public BitfieldManager {
   void WriteBitfieldNoRmw(FieldId field, std::uint32_t value) {
     WriteFieldNoRmw(Locate(field.Get()), value);
   }
+
+ protected:
+  /// Writes bits that act while they are 1, and takes them back.
+  void Pulse(FieldId field, std::uint32_t bits) {
+    WriteBitfield(field, bits);
+    WriteBitfield(field, 0);
+  }
+  /// Reads latched flags and, if there are any, clears them by a pulse of another field. Gives
+  /// them.
+  std::uint32_t TakeFlags(FieldId flags, FieldId clear) {
+    const std::uint32_t taken = ReadBitfield(flags);
+    if (taken != 0) {
+      Pulse(clear, taken);
+    }
+    return taken;
+  }
 };
