@@ -4,14 +4,16 @@
 #include <cstdio>
 #include <utility>
 
+#include "map/AudioMap.h"
+
 namespace {
 
 using AudioType = AudioChannelInfo::AudioType;
 
-constexpr std::uint8_t kChannels = 16;  // of a link
-constexpr std::uint8_t kGroups = 4;     // of an embedder
-constexpr std::uint8_t kMadiLink = 4;   // the main mixer's links: an embedder's is its number,
-constexpr std::uint8_t kAesLink = 12;   // MADI has four, AES one
+using audio_map::kAesLink;
+using audio_map::kChannels;
+
+constexpr std::uint8_t kGroups = 4;  // of an embedder
 
 constexpr float kAudioDelayMs = 10.0F;  // room to make up for drift on both sides
 
@@ -64,8 +66,8 @@ void FollowInputs::_RouteAudio() {
     for (std::uint8_t channel = 0; channel < kChannels; ++channel) {
       const AudioSourceControl source{.srcIndex = static_cast<std::uint16_t>(link << 4 | channel)};
       audio_.GetMixer(0)->UpdateSourceControl(link, channel, source);
-      audio_.GetMixer(0)->UpdateSourceControl(static_cast<std::uint8_t>(kMadiLink + link), channel,
-                                              source);
+      audio_.GetMixer(0)->UpdateSourceControl(
+          static_cast<std::uint8_t>(audio_map::kFirstMadiLink + link), channel, source);
       if (input == 0) {
         audio_.GetMixer(0)->UpdateSourceControl(kAesLink, channel, source);
       }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "map/AudioMap.h"
 #include "map/AudioMixerRegs.h"
 #include "sim/Fpga.h"
 
@@ -14,8 +15,6 @@ using audio_mixer_regs::kGainBits;
 using audio_mixer_regs::kGainMask;
 
 constexpr std::uint32_t kUnity = 0x10000;
-constexpr std::uint32_t kSamplesPerMs = 48;
-constexpr std::uint32_t kFirstAroundConverter = 4;  // the main mixer's link of input 0
 
 // The source that an output channel passes through untouched, as link * 16 + channel.
 std::optional<std::uint32_t> SourceOf(const AudioMixerModel& mixer, std::uint32_t outputChannel) {
@@ -31,11 +30,10 @@ std::optional<std::uint32_t> SourceOf(const AudioMixerModel& mixer, std::uint32_
 std::optional<std::uint32_t> BurstLineAt(const Fpga& fpga, std::uint32_t output,
                                          std::uint32_t pair) {
   const auto mixed = SourceOf(fpga.mainMixer, output * kChannels + 2 * pair);
-  if (!mixed || *mixed / kChannels < kFirstAroundConverter ||
-      *mixed / kChannels >= kFirstAroundConverter + module_map::kPaths) {
+  if (!mixed || !audio_map::IsBypassLink(*mixed / kChannels)) {
     return std::nullopt;
   }
-  const std::uint32_t input = *mixed / kChannels - kFirstAroundConverter;
+  const std::uint32_t input = *mixed / kChannels - audio_map::kFirstBypassLink;
   const std::uint32_t channel = *mixed % kChannels;
   const auto embedded = SourceOf(*fpga.inputMixer.at(input), channel);
   const VideoSignal signal = fpga.sdiRx.at(input)->Plugged();
@@ -48,11 +46,11 @@ std::optional<std::uint32_t> BurstLineAt(const Fpga& fpga, std::uint32_t output,
   }
   const VideoStandard& standard = signal.Standard();
   const float delayMs =
-      static_cast<float>(fpga.audioDelay.at(input)->DelayOf(channel)) / kSamplesPerMs;
+      static_cast<float>(fpga.audioDelay.at(input)->DelayOf(channel)) / audio_map::kSamplesPerMs;
   const float lines =
       delayMs / standard.GetFramePeriodMs() * static_cast<float>(standard.totalLines);
-  const auto behind = static_cast<std::uint64_t>(std::lround(lines));
-  return static_cast<std::uint32_t>((audio.line - 1 + behind) % standard.totalLines) + 1;
+  const auto later = static_cast<std::uint64_t>(std::lround(lines));
+  return static_cast<std::uint32_t>((audio.line - 1 + later) % standard.totalLines) + 1;
 }
 
 }  // namespace sim

@@ -8,7 +8,7 @@ namespace sim {
 class Fpga;
 
 /// The video line of an output, counted from 1, in which the bursts of an embedder's pair start:
-/// the line of the input that the main mixer passes to it around a converter, moved on by the delay
+/// the line of the input that the main mixer passes to it past a converter, moved on by the delay
 /// line. Nothing if the pair gets no bursts. Video counts as undelayed. It goes by what is plugged
 /// into the input, whether or not the input's receiver and de-embedder run.
 ///

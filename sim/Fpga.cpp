@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "map/AudioMap.h"
 #include "map/CoreTables.h"
 #include "sim/BurstPosition.h"
 
@@ -12,9 +13,6 @@ using module_map::ModuleId;
 using module_map::ModuleOf;
 
 namespace {
-
-constexpr std::uint32_t kMainMixerInputs = 17;  // links
-constexpr std::uint32_t kMeteredOutputs = 4;    // links
 
 // What a pair shows on its meters: PCM is a tone of -18 dB of full scale, the alignment level (EBU
 // R 68), and bursts look like noise near full scale.
@@ -35,7 +33,7 @@ std::uint32_t LineOf(ModuleId id, std::uint32_t path = 0) {
 
 Fpga::Fpga(BoardMutex& mutex, SimulatedClock& clock, RegisterFile& registers)
     : irqAggregator(mutex),
-      mainMixer(mutex, AudioMixerModel::Version::kLarge, kMainMixerInputs),
+      mainMixer(mutex, AudioMixerModel::Version::kLarge, audio_map::kSourceLinks),
       aesRx(mutex, irqAggregator, LineOf(ModuleId::kAesRx)),
       refDetect(mutex),
       mutex_(mutex),
@@ -49,7 +47,7 @@ Fpga::Fpga(BoardMutex& mutex, SimulatedClock& clock, RegisterFile& registers)
   _Build<CrosspointModel>(ModuleId::kSdiTxCrosspoint, 0);
   _Build<AudioOutputClkGenModel>(ModuleId::kOutputClkGen, 0, irqAggregator,
                                  LineOf(ModuleId::kOutputClkGen));
-  _Build<AudioPeakMeterModel>(ModuleId::kOutputPeakMeters, 0, kMeteredOutputs);
+  _Build<AudioPeakMeterModel>(ModuleId::kOutputPeakMeters, 0, audio_map::kMeteredOutputs);
   _Build<MadiModel>(ModuleId::kMadiRx, 0);  // and the transmitter, in the same slot
   for (std::uint32_t path = 0; path < module_map::kPaths; ++path) {
     _BuildPath(path);
@@ -66,9 +64,11 @@ void Fpga::_BuildPath(std::uint32_t path) {
   own(ModuleId::kSdiRx, sdiRx[path], clock_, irqAggregator, LineOf(ModuleId::kSdiRx, path));
   own(ModuleId::kFramesync, framesync[path], refDetect, path);
   own(ModuleId::kDeembedder, deembedder[path], irqAggregator, LineOf(ModuleId::kDeembedder, path));
-  own(ModuleId::kInputMixer, inputMixer[path], AudioMixerModel::Version::kSmall, 1U);
+  own(ModuleId::kInputMixer, inputMixer[path], AudioMixerModel::Version::kSmall,
+      std::uint32_t{audio_map::kInputMixerLinks});
   own(ModuleId::kAudioDelay, audioDelay[path], clock_);
-  own(ModuleId::kInputPeakMeters, inputPeakMeters[path], 1U);
+  own(ModuleId::kInputPeakMeters, inputPeakMeters[path],
+      std::uint32_t{audio_map::kInputMixerLinks});
   _Build<SdiTxModel>(ModuleId::kSdiTx, path);
   _Build<AudioInputClkGenModel>(ModuleId::kInputClkGen, path);
   _Build<AudioDelaySrcModel>(ModuleId::kAudioDelaySrc, path, clock_, *audioDelay[path],

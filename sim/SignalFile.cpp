@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "map/AudioMap.h"
 #include "sim/BoardFolder.h"
 #include "sim/ConfigFile.h"
 
@@ -39,7 +40,7 @@ constexpr std::array kBurstTypes{
 };
 constexpr std::uint32_t kLastBurstType = 31;
 constexpr std::uint32_t kLastLine = 2047;  // of 11 bits (SMPTE ST 292)
-constexpr std::uint32_t kAesLines = 8;
+constexpr std::uint32_t kAesLines = audio_map::kPairs;
 constexpr auto kNothing = "none";  // for any input
 
 std::string DefaultSignals() {

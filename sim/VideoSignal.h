@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "map/AudioMap.h"
 #include "sim/AudioPair.h"
 #include "video/VideoStandardTable.h"
 
@@ -14,7 +15,7 @@ struct VideoSignal {
   int standardId = 0;                    ///< a row of the standards table; 0: nothing
   std::optional<std::uint32_t> st352{};  ///< its SMPTE ST 352 payload ID, if it has one
   std::uint32_t crcErrorsPerSecond = 0;  ///< how damaged it arrives
-  std::array<AudioPair, 8> audio{};      ///< what is embedded in it; PCM in all pairs
+  std::array<AudioPair, audio_map::kPairs> audio{};  ///< what is embedded in it; PCM in all pairs
 
   /// False for an id without a row, too.
   bool IsPresent() const { return &Standard() != &kVideoStandards.front().standard; }

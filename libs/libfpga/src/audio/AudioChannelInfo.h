@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "map/AudioMap.h"
+
 /// What is known of one audio channel at one point of the audio path: its type, and the link (16
 /// channels) and channel under which whatever consumes it has to look for it.
 ///
@@ -72,11 +74,11 @@ class AudioChannelInfo {
 /// A shared node of the graph.
 using ChInfoPtr = std::shared_ptr<AudioChannelInfo>;
 
-/// One type for each pair of a link: pair p is channels 2p and 2p + 1.
-using AudioTypeArray = std::array<AudioChannelInfo::AudioType, 8>;
+/// One type for each pair of a link.
+using AudioTypeArray = std::array<AudioChannelInfo::AudioType, audio_map::kPairs>;
 
-/// The four links of a MADI stream.
-using MadiAudioTypeArray = std::array<AudioTypeArray, 4>;
+/// The links of a MADI stream.
+using MadiAudioTypeArray = std::array<AudioTypeArray, audio_map::kMadiLinks>;
 
 /// The audio type that the 5-bit data type of a burst announces (SMPTE ST 337).
 AudioChannelInfo::AudioType AudioTypeOfBurst(std::uint32_t dataType);

@@ -6,6 +6,7 @@
 
 #include "audio/AudioChannelInfo.h"
 #include "log/Log.h"
+#include "map/AudioMap.h"
 
 /// What one output channel of a mixer is made of: its sources with their gains, and the gain,
 /// polarity and mute of the whole. How a source that is not PCM is treated is up to the kind of
@@ -19,7 +20,7 @@
 class AudioMixerRoute {
  public:
   static constexpr std::uint32_t kMaxSources = 16;
-  static constexpr std::uint8_t kChannels = 16;  ///< of a link
+  static constexpr std::uint8_t kChannels = audio_map::kChannels;  ///< of a link
   static constexpr float kMaxSourceGainDb = 20.0F;
   static constexpr float kMinSourceGainDb = -80.0F;
 

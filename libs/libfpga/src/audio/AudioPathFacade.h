@@ -53,7 +53,7 @@ class AudioPathFacade {
   /// off it; to be called now and then for each pair of each embedder. Gives the pair's type, the
   /// line of its burst, and whether its group of two pairs is embedded.
   ///
-  /// Only a pair that comes around the converter of an input's delay line can be moved; any other
+  /// Only a pair that bypasses the converter of an input's delay line can be moved; any other
   /// logs at Error. All three results are written, but for a bad index: an embedder above 3 or a
   /// pair above 7 throws std::out_of_range.
   virtual void UpdateEmbedderNonPcmLineNum(std::size_t embedder, std::size_t pair, AudioType* type,

@@ -9,27 +9,25 @@
 
 namespace {
 
+using audio_map::kAesLink;
+using audio_map::kAesSourceLink;
+using audio_map::kChannels;
+using audio_map::kDestLinks;
+using audio_map::kFirstMadiLink;
+using audio_map::kSourceLinks;
 using module_map::kPaths;
 using module_map::Module;
 using module_map::ModuleId;
 using module_map::ModuleOf;
 using module_map::OwnedModules;
 
-// Links of the main mixer. As source: an input's link is its index, and this much more for the
-// pairs that pass around its converter.
-constexpr std::uint8_t kAroundConverter = 4;
-constexpr std::uint8_t kAesSourceLink = 16;
-// As destination: an embedder's link is its index.
-constexpr std::uint8_t kFirstMadiLink = 4;
-constexpr std::uint8_t kMadiLinks = 4;
-constexpr std::uint8_t kAesLink = 12;
+// Of the AES lines that are switched at once.
+constexpr std::uint8_t kAesGroupChannels = kChannels / 2;
 
-constexpr std::uint32_t kOutputMeterLinks = 4;
-
-// Which input's way around the converter a source link is; kPaths if it is none.
-std::uint8_t InputAroundConverter(std::uint8_t link) {
-  const bool isOne = link >= kAroundConverter && link < kAroundConverter + kPaths;
-  return static_cast<std::uint8_t>(isOne ? link - kAroundConverter : kPaths);
+// The input whose pairs on this source link bypass its converter; kPaths if it is no such link.
+std::uint32_t InputOfBypass(int link) {
+  const auto source = static_cast<std::uint32_t>(link);
+  return audio_map::IsBypassLink(source) ? source - audio_map::kFirstBypassLink : kPaths;
 }
 
 template <typename... Arguments>
@@ -75,7 +73,7 @@ AudioPathFacadeImpl::AudioPathFacadeImpl(const std::string& name, std::uint32_t 
       outputPeakMeters_(modules.Name(ModuleId::kOutputPeakMeters),
                         modules.Base(ModuleId::kOutputPeakMeters),
                         modules.Index(ModuleId::kOutputPeakMeters),
-                        modules.Irq(ModuleId::kOutputPeakMeters), kOutputMeterLinks),
+                        modules.Irq(ModuleId::kOutputPeakMeters), audio_map::kMeteredOutputs),
       aesTx_(modules.Name(ModuleId::kAesTx), modules.Base(ModuleId::kAesTx),
              modules.Index(ModuleId::kAesTx)),
       madiRx_(modules.Name(ModuleId::kMadiRx), modules.Base(ModuleId::kMadiRx),
@@ -133,7 +131,7 @@ void AudioPathFacadeImpl::_BuildDestinations() {
         info->AddCallback([this, link] { _HandleEmbedderAudioTypeChange(link); }, nullptr);
       } else if (link == kAesLink) {
         info->AddCallback([this] { _HandleAesTxAudioTypeChange(); }, nullptr);
-      } else if (link >= kFirstMadiLink && link < kFirstMadiLink + kMadiLinks) {
+      } else if (audio_map::IsMadiLink(link)) {
         info->AddCallback([this, link] { _HandleMadiTxAudioTypeChange(link); }, nullptr);
       }
       mixer_.SetDestChInfo(link, channel, info);
@@ -287,10 +285,9 @@ void AudioPathFacadeImpl::UpdateEmbedderNonPcmLineNum(std::size_t embedder, std:
   const auto link = static_cast<std::uint8_t>(embedder);
   const auto channel = static_cast<std::uint8_t>(2 * pair);
   const int sourceChannel = mixer_.GetChAtDest(link, channel);
-  const auto first =
-      InputAroundConverter(static_cast<std::uint8_t>(mixer_.GetLinkAtDest(link, channel)));
-  const auto second = InputAroundConverter(static_cast<std::uint8_t>(
-      mixer_.GetLinkAtDest(link, static_cast<std::uint8_t>(channel + 1))));
+  const std::uint32_t first = InputOfBypass(mixer_.GetLinkAtDest(link, channel));
+  const std::uint32_t second =
+      InputOfBypass(mixer_.GetLinkAtDest(link, static_cast<std::uint8_t>(channel + 1)));
   if (first == kPaths || second == kPaths) {
     LOG_ERROR("Trying to apply Dolby E alignment to invalid channels");
     return;
@@ -311,14 +308,14 @@ void AudioPathFacadeImpl::SetAes1To4Enable(bool enable) {
 }
 
 void AudioPathFacadeImpl::SetAes5To8Enable(bool enable) {
-  _SetAesEnable("aes_en_5_8", "aes_txrxl_5_8", 8, enable);
+  _SetAesEnable("aes_en_5_8", "aes_txrxl_5_8", kAesGroupChannels, enable);
 }
 
 void AudioPathFacadeImpl::_SetAesEnable(FieldId enableField, FieldId outputField,
                                         std::uint8_t firstChannel, bool enable) {
   WriteBitfield(enableField, enable ? 1 : 0);
   WriteBitfield(outputField, enable ? 0 : 1);
-  for (std::uint8_t channel = firstChannel; channel < firstChannel + 8; ++channel) {
+  for (std::uint8_t channel = firstChannel; channel < firstChannel + kAesGroupChannels; ++channel) {
     aesRx_.SetUpdateEnable(channel, enable ? 1 : 0);
   }
 }
@@ -362,7 +359,7 @@ void AudioPathFacadeImpl::_HandleEmbedderAudioTypeChange(std::uint8_t link) {
 }
 
 void AudioPathFacadeImpl::_HandleMadiTxAudioTypeChange(std::uint8_t link) {
-  if (link < kFirstMadiLink || link >= kFirstMadiLink + kMadiLinks) {
+  if (!audio_map::IsMadiLink(link)) {
     LOG_ERROR("Non-existent MADI output mixer link");
     return;
   }

@@ -11,6 +11,7 @@
 #include "audio/AudioPathFacade.h"
 #include "controls/AesRxDriverControl.h"
 #include "controls/AudioPeakMeterControl.h"
+#include "map/AudioMap.h"
 #include "map/AudioPathRegs.h"
 #include "modules/AesTx.h"
 #include "modules/AudioOutputClkGen.h"
@@ -19,16 +20,8 @@
 #include "modules/MadiTx.h"
 #include "regaccess/BitfieldManager.h"
 
-namespace module_map {
-class OwnedModules;
-}
-
-/// Builds every audio driver and the graph of channel information between them.
-///
-/// The main mixer's source links: 0 to 3 the inputs' delay lines through their converters, 4 to 7
-/// the pairs that pass around these, 8 to 15 without a driver, 16 the AES receiver. Its destination
-/// links: 0 to 3 the embedders, 4 to 7 the MADI transmitter, 8 to 11 without a driver, 12 the AES
-/// transmitter.
+/// Builds every audio driver and the graph of channel information between them. What hangs on which
+/// link of the main mixer stands in map/AudioMap.h.
 class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_path_regs::kFields> {
  public:
   /// Touches no core. `moduleStride`: bytes from one module's registers to the next's.
@@ -84,10 +77,7 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   std::uint64_t GetIrqNumber() const { return irq_; }
 
  private:
-  static constexpr std::uint8_t kSourceLinks = 17;
-  static constexpr std::uint8_t kDestLinks = 13;
-  static constexpr std::uint8_t kChannels = 16;  // of a link
-  using LinkChInfo = std::array<ChInfoPtr, kChannels>;
+  using LinkChInfo = std::array<ChInfoPtr, audio_map::kChannels>;
 
   AudioPathFacadeImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index,
                       std::uint32_t moduleStride, std::uint64_t irq,
@@ -115,14 +105,15 @@ class AudioPathFacadeImpl : public AudioPathFacade, public RegisterBlock<audio_p
   MadiRxImpl madiRx_;
   MadiTxImpl madiTx_;
   DanteCoreInterface dante_;
-  std::array<LinkChInfo, kSourceLinks> sourceChInfo_;
-  std::array<LinkChInfo, kDestLinks> destChInfo_;
+  std::array<LinkChInfo, audio_map::kSourceLinks> sourceChInfo_;
+  std::array<LinkChInfo, audio_map::kDestLinks> destChInfo_;
   std::vector<std::function<void()>> clockCallbacks_;
   std::vector<std::function<void(AudioTypeArray)>> embedderTypeCallbacks_;
   std::vector<std::function<void(AudioTypeArray)>> aesTxTypeCallbacks_;
   std::vector<std::function<void(MadiAudioTypeArray)>> madiTxTypeCallbacks_;
-  std::array<AudioTypeArray, 4> embedderTypes_{};  // the last type of each pair; Pcm at first
-  AudioTypeArray aesTxTypes_{};                    // the same for link 12
-  MadiAudioTypeArray madiTxTypes_{};               // the same for links 4 to 7
+  std::array<AudioTypeArray, module_map::kPaths>
+      embedderTypes_{};               // the last type of each pair; Pcm at first
+  AudioTypeArray aesTxTypes_{};       // the same for the AES link
+  MadiAudioTypeArray madiTxTypes_{};  // the same for the MADI links
   std::vector<std::unique_ptr<InputAudioPathFacade>> inputPaths_;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "log/Log.h"
+#include "map/AudioMap.h"
 #include "map/ModuleMap.h"
 #include "video/Video.h"
 
@@ -25,22 +26,23 @@ InputAudioPathFacade::InputAudioPathFacade(const std::string& name, std::uint64_
       deembedder_(modules.Name(ModuleId::kDeembedder), modules.Base(ModuleId::kDeembedder),
                   modules.Index(ModuleId::kDeembedder), modules.Irq(ModuleId::kDeembedder)),
       mixer_(modules.Name(ModuleId::kInputMixer), modules.Base(ModuleId::kInputMixer),
-             modules.Index(ModuleId::kInputMixer), 1 /* source link */, 1 /* destination link */),
+             modules.Index(ModuleId::kInputMixer), audio_map::kInputMixerLinks,
+             audio_map::kInputMixerLinks),
       delay_(modules.Name(ModuleId::kAudioDelay), modules.Base(ModuleId::kAudioDelay),
              modules.Base(ModuleId::kAudioDelaySrc), modules.Index(ModuleId::kAudioDelay),
              modules.Irq(ModuleId::kAudioDelaySrc)),
       peakMeters_(modules.Name(ModuleId::kInputPeakMeters),
                   modules.Base(ModuleId::kInputPeakMeters),
                   modules.Index(ModuleId::kInputPeakMeters),
-                  modules.Irq(ModuleId::kInputPeakMeters), 1 /* link */) {
-  for (std::uint8_t channel = 0; channel < 16; ++channel) {
+                  modules.Irq(ModuleId::kInputPeakMeters), audio_map::kInputMixerLinks) {
+  for (std::uint8_t channel = 0; channel < audio_map::kChannels; ++channel) {
     ChInfoPtr& info = deembeddedChInfo_[channel];
     info = std::make_shared<AudioChannelInfo>(AudioChannelInfo::AudioType::Pcm);
     info->SetChannel(channel);
     deembedder_.SetDestChInfo(channel, info);
     mixer_.SetSrcChInfo(0, channel, info);
   }
-  for (std::uint8_t channel = 0; channel < 16; ++channel) {
+  for (std::uint8_t channel = 0; channel < audio_map::kChannels; ++channel) {
     ChInfoPtr& info = delayChInfo_[channel];
     info = std::make_shared<AudioChannelInfo>(AudioChannelInfo::AudioType::Pcm);
     info->SetChannel(channel);

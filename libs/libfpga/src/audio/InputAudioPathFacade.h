@@ -76,6 +76,7 @@ class InputAudioPathFacade {
   AudioMixerDriverControl mixer_;
   AudioDelayDriverControl delay_;
   AudioPeakMeterControl peakMeters_;
-  std::array<ChInfoPtr, 16> deembeddedChInfo_;  // from the de-embedder to the mixer
-  std::array<ChInfoPtr, 16> delayChInfo_;       // from the mixer to the delay line
+  std::array<ChInfoPtr, audio_map::kChannels>
+      deembeddedChInfo_;                                     // from the de-embedder to the mixer
+  std::array<ChInfoPtr, audio_map::kChannels> delayChInfo_;  // from the mixer to the delay line
 };

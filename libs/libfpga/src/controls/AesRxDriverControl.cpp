@@ -10,7 +10,7 @@ AesRxDriverControl::AesRxDriverControl(const std::string& name, std::uint32_t ba
 }
 
 void AesRxDriverControl::SetDestChInfo(std::uint8_t channel, ChInfoPtr info) {
-  if (channel >= kChannels) {
+  if (channel >= destInfo_.size()) {
     LOG_WARNING("Channel index is out of range");
     return;
   }
@@ -18,7 +18,7 @@ void AesRxDriverControl::SetDestChInfo(std::uint8_t channel, ChInfoPtr info) {
 }
 
 void AesRxDriverControl::SetUpdateEnable(std::uint8_t channel, std::uint8_t enable) {
-  if (channel < kChannels) {
+  if (channel < updateEnable_.size()) {
     updateEnable_[channel] = enable;
   }
 }
@@ -30,7 +30,7 @@ void AesRxDriverControl::HandleIrq() {
 }
 
 void AesRxDriverControl::UpdatePairTypes() {
-  for (std::uint8_t pair = 0; pair < aes_rx_regs::kPairs; ++pair) {
+  for (std::uint8_t pair = 0; pair < audio_map::kPairs; ++pair) {
     const AudioChannelInfo::AudioType type = GetPairType(pair);
     const std::size_t first = 2 * std::size_t{pair};
     if (!destInfo_[first] || !destInfo_[first + 1]) {

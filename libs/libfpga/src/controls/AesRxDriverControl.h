@@ -30,8 +30,6 @@ class AesRxDriverControl : public AesRx {
   void UpdatePairTypes();
 
  private:
-  static constexpr std::size_t kChannels = 16;
-
-  std::array<ChInfoPtr, kChannels> destInfo_{};
-  std::array<std::uint8_t, kChannels> updateEnable_{};
+  std::array<ChInfoPtr, audio_map::kChannels> destInfo_{};
+  std::array<std::uint8_t, audio_map::kChannels> updateEnable_{};
 };

@@ -30,5 +30,5 @@ class AudioDeembedderDriverControl : public AudioDeembedder {
   void UpdatePairTypes();
 
  private:
-  std::array<ChInfoPtr, 16> destInfo_;
+  std::array<ChInfoPtr, audio_map::kChannels> destInfo_;
 };

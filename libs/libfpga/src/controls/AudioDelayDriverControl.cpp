@@ -11,9 +11,6 @@ namespace {
 
 using AudioType = AudioChannelInfo::AudioType;
 
-// From the main mixer's link behind a converter to the one of the pairs that go around it.
-constexpr std::uint64_t kAroundConverter = 4;
-
 constexpr std::uint8_t PartnerOf(std::uint8_t channel) {
   return channel ^ 1U;
 }
@@ -118,12 +115,12 @@ void AudioDelayDriverControl::_MoveOutputs(const LogOrigin& change, std::uint8_t
   }
   output->SetAudioType(type);
   partnerOutput->SetAudioType(type);
-  const bool around = type != AudioType::Pcm;
+  const bool bypass = type != AudioType::Pcm;
   for (const std::uint8_t moved : {channel, partner}) {
-    LOG_INFO_FROM(change, "Setting Output Mixer Source [0][%d] to [%d][%d]", moved, around ? 1 : 0,
+    LOG_INFO_FROM(change, "Setting Output Mixer Source [0][%d] to [%d][%d]", moved, bypass ? 1 : 0,
                   moved);
   }
-  const auto link = static_cast<std::uint8_t>(index_ + (around ? kAroundConverter : 0));
+  const auto link = bypass ? audio_map::BypassLinkOf(index_) : static_cast<std::uint8_t>(index_);
   output->SetLink(link);
   partnerOutput->SetLink(link);
 }

@@ -12,7 +12,7 @@
 /// information on either side.
 ///
 /// It keeps each channel's delay, holds PCM channels on it against the drift between the clocks of
-/// input and output, and takes pairs that carry data around the converter, which would destroy
+/// input and output, and lets pairs that carry data bypass the converter, which would destroy
 /// them. Pairs of Dolby E it also moves in time, so that their frames fall on the right line of the
 /// output video.
 ///
@@ -53,9 +53,9 @@ class AudioDelayDriverControl {
   void RestartAllWithDelays();
 
   /// Takes a change of a channel's type from the input side. When it changes the type of its pair,
-  /// that is PCM unless both channels are something else, the pair is sent around the converter or
+  /// that is PCM unless both channels are something else, the pair bypasses the converter or goes
   /// back through it, the output side gets the type and the link under which the pair leaves now
-  /// (`index` through the converter, `index` + 4 around it), and both channels are restarted
+  /// (`index` through the converter, `index` + 4 past it), and both channels are restarted
   /// without Dolby E offset. Logs at Info. A channel whose pair isn't joined is logged at Warning.
   /// Throws std::out_of_range for a channel above 15.
   void UpdateAudioChannelChange(std::uint8_t channel);
@@ -82,7 +82,7 @@ class AudioDelayDriverControl {
   const std::string& GetName() const { return name_; }
 
  private:
-  static constexpr std::size_t kChannels = audio_delay_regs::kChannels;
+  static constexpr std::size_t kChannels = audio_map::kChannels;
 
   float _DelayOf(std::uint8_t channel) const { return channelDelays_.at(channel) + globalDelay_; }
   AudioChannelInfo::AudioType _PairTypeOf(std::uint8_t channel) const {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "log/Log.h"
+#include "map/AudioMap.h"
 #include "support/Saturate.h"
 
 namespace audio_meter {
@@ -39,9 +40,8 @@ AudioPeakMeterControl::AudioPeakMeterControl(const std::string& name, std::uint3
 }
 
 void AudioPeakMeterControl::Initialize() {
-  constexpr std::size_t kChannelsPerLink = 16;
   ReadNumLinks();
-  levels_.assign(GetNumLinks() * kChannelsPerLink, 0);
+  levels_.assign(std::size_t{GetNumLinks()} * audio_map::kChannels, 0);
 }
 
 void AudioPeakMeterControl::UpdateMeters(std::vector<std::int16_t>& meters) {

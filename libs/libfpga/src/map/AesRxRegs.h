@@ -1,16 +1,15 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 
+#include "map/AudioMap.h"
 #include "map/FieldMap.h"
 
 /// Register map of the AES3 receiver: two words for each pair, then the core's own.
 namespace aes_rx_regs {
 
+using audio_map::kPairs;
 using enum Access;
-
-inline constexpr std::size_t kPairs = 8;
 
 // clang-format off
 inline constexpr std::array<Field, 3> kPairFields{{

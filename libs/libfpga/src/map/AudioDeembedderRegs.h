@@ -2,11 +2,14 @@
 
 #include <array>
 
+#include "map/AudioMap.h"
 #include "map/FieldMap.h"
 
 /// Register map of an audio de-embedder: 16 channels, which are 8 pairs.
 namespace audio_deembedder_regs {
 
+using audio_map::kChannels;
+using audio_map::kPairs;
 using enum Access;
 
 // clang-format off
@@ -43,7 +46,7 @@ inline constexpr std::array<Field, 12> kStatusFields{{
   {"avSyncTestLineToSample",  0x7C,  0, 12},
 }};
 
-// Results of the audio and video alignment test. Where they lie is provisional: it holds for this
+// Results of the audio and video alignment test, one for each channel. Where they lie is provisional: it holds for this
 // revision of the FPGA.
 inline constexpr Field kTestLine {"avSyncTestLine_#",  0x80,  0, 12, kReadOnly};
 inline constexpr Field kTestFrame{"avSyncTestFrame_#", 0x80, 12, 10, kReadOnly};
@@ -56,12 +59,12 @@ inline constexpr std::array<Field, 3> kTestFifoFields{{
 }};
 // clang-format on
 inline constexpr auto kProvisionalTestFields =
-    JoinFields(RepeatField<16>(kTestLine), RepeatField<16>(kTestFrame), RepeatField<16>(kTestValue),
-               kTestFifoFields);
+    JoinFields(RepeatField<kChannels>(kTestLine), RepeatField<kChannels>(kTestFrame),
+               RepeatField<kChannels>(kTestValue), kTestFifoFields);
 
 inline constexpr auto kFields =
-    JoinFields(kControlFields, RepeatField<8>(kPairLine), RepeatField<8>(kPairType), kStatusFields,
-               kProvisionalTestFields);
+    JoinFields(kControlFields, RepeatField<kPairs>(kPairLine), RepeatField<kPairs>(kPairType),
+               kStatusFields, kProvisionalTestFields);
 static_assert(WellFormed(kFields));
 
 }  // namespace audio_deembedder_regs

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "map/AudioMap.h"
 #include "map/FieldMap.h"
 
 /// Register map of an audio delay line: 16 channels in a ring of samples in DRAM. Delays and
@@ -11,9 +12,8 @@ namespace audio_delay_regs {
 
 using enum Access;
 
-/// Channels of a delay line; two of them are a pair.
-inline constexpr std::uint8_t kChannels = 16;
-inline constexpr std::uint8_t kPairs = kChannels / 2;
+using audio_map::kChannels;
+using audio_map::kPairs;
 
 /// From one channel's three registers to the next channel's.
 inline constexpr Repeat kPerChannel{.wordStride = 12};
@@ -24,7 +24,7 @@ inline constexpr auto kFields = JoinFields(
     // name                      offset lsb width access
     {"header_detect",             0x00, 24,  8},
     {"delayed_restart",           0x00, 16,  8},
-    {"route_pairs_via_nonsrc",    0x00,  8,  8, kReadWrite,       "a bit for each pair: around the rate converter"},
+    {"route_pairs_via_nonsrc",    0x00,  8,  8, kReadWrite,       "a bit for each pair: it bypasses the converter"},
     {"timeout_sel",               0x00,  4,  2},
     {"bypass_src",                0x00,  2,  1},
     {"allow_nonsrc_ch_restart",   0x00,  1,  1},

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "map/AudioMap.h"
 #include "map/FieldMap.h"
 
 /// Register map of an audio embedder: 16 channels, which are 8 pairs and 4 groups.
@@ -56,8 +57,9 @@ inline constexpr std::array<Field, 5> kPatternFields{{
 }};
 // clang-format on
 
-inline constexpr auto kFields = JoinFields(
-    kControlFields, kErrorFields, RepeatField<8>(kPairLine, kTwoPairsPerWord), kPatternFields);
+inline constexpr auto kFields =
+    JoinFields(kControlFields, kErrorFields,
+               RepeatField<audio_map::kPairs>(kPairLine, kTwoPairsPerWord), kPatternFields);
 static_assert(WellFormed(kFields));
 
 }  // namespace audio_embedder_regs

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "map/AudioMap.h"
 #include "map/FieldMap.h"
 
 /// Register map of the audio mixer: its control and status, and the way into its coefficient
@@ -30,8 +31,8 @@ static_assert(WellFormed(kFields));
 
 // The coefficient memory: the word of coefficient n of channel c of output link l has the address
 // (l * kChannels + c) * kCoeffs + n.
-inline constexpr std::uint32_t kChannels = 16;  ///< of a link
-inline constexpr std::uint32_t kCoeffs = 16;    ///< of an output channel
+inline constexpr std::uint32_t kChannels = audio_map::kChannels;  ///< of a link
+inline constexpr std::uint32_t kCoeffs = 16;                      ///< of an output channel
 inline constexpr std::uint32_t kWordsPerLink = kChannels * kCoeffs;
 inline constexpr std::uint32_t kMaxLinks = 255;  ///< that num_links can hold
 

@@ -1,12 +1,7 @@
 #include "modules/AesTx.h"
 
 #include "log/Log.h"
-
-namespace {
-
-constexpr int kChannels = 16;
-
-}  // namespace
+#include "map/AudioMap.h"
 
 AesTx::AesTx(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
     : CoreDriver(name, baseAddress, index) {
@@ -26,7 +21,7 @@ void AesTx::DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::u
   const std::uint32_t noRegeneration = ReadBitfield("disableCBitRegen");
   report += FormatMessage("Reset is set to %d\n", static_cast<int>(reset));
   report += FormatMessage("Disable C Bit Regen is set to %d\n", static_cast<int>(noRegeneration));
-  for (int channel = 0; channel < kChannels; ++channel) {
+  for (int channel = 0; channel < audio_map::kChannels; ++channel) {
     report += FormatMessage("Channel %d is set as [%s]\n", channel,
                             (nonPcm >> channel & 1U) != 0 ? "not PCM" : "PCM");
   }

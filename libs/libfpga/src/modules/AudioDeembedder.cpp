@@ -8,10 +8,9 @@
 
 namespace {
 
+using audio_map::kPairs;
 using NumberedFields = AudioDeembedder::NumberedFields;
 
-constexpr std::uint8_t kPairs = 8;
-constexpr std::size_t kTestResults = 16;
 constexpr int kTestFifoDepth = 256;
 
 constexpr std::uint32_t kLinesToWait = 10;
@@ -127,7 +126,7 @@ void AudioDeembedder::UnmaskIrq() {
 }
 
 void AudioDeembedder::GetAvSyncResults(std::vector<std::string>& lines) {
-  for (std::size_t r = 0; r < kTestResults; ++r) {
+  for (std::size_t r = 0; r < kTestLines.Count(); ++r) {
     av_sync::Arrival arrival{};
     arrival.line = ReadBitfield(kTestLines[r]);
     arrival.frame = ReadBitfield(kTestFrames[r]);

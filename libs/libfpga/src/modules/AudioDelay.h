@@ -8,7 +8,7 @@
 
 /// The delay line of one input: it delays 16 channels through a ring in DRAM, by a time that is set
 /// for each channel. Pairs go through a sample-rate converter (AudioDelaySrc) or, where they carry
-/// data instead of PCM, around it.
+/// data instead of PCM, bypass it.
 ///
 /// Channels count from 0 to 15, pairs from 0 to 7. A delay is given in ms and held in the core as
 /// samples at 48 kHz, at least 64 of them (1.333 ms). A delay has no upper end here but the 28 bits
@@ -63,10 +63,11 @@ class AudioDelay : public CoreDriver<AudioDelay, audio_delay_regs::kFields> {
   /// last Initialize. A channel stays on the list when its retry succeeds.
   void RetryFailedRestarts();
 
-  /// Sends a pair around the sample-rate converter, or through it, and restarts both channels. For
-  /// a pair above 7 the routes are written back as they are, and a Warning stands for each channel.
+  /// Lets a pair bypass the sample-rate converter, or go through it, and restarts both channels.
+  /// For a pair above 7 the routes are written back as they are, and a Warning stands for each
+  /// channel.
   void SetPairViaNonSrc(std::uint8_t pair, bool viaNonSrc);
-  /// Whether a pair goes around the converter; false for a pair above 7.
+  /// Whether a pair bypasses the converter; false for a pair above 7.
   bool IsPairViaNonSrc(std::uint8_t pair);
 
   /// Clears the errors that piled up and reports each at Error, unless the core is in reset. A pair

@@ -4,13 +4,16 @@
 #include <cstdint>
 #include <limits>
 
+#include "map/AudioMap.h"
+
 /// The arithmetic of an audio delay line: milliseconds and samples, the ring in memory and the
-/// pointers in it. All audio runs at 48 kHz, whatever the video standard.
+/// pointers in it.
 namespace audio_delay {
 
-/// Memory of one sample period: 16 channels at 4 bytes. A chunk is 48 of them, one millisecond.
-inline constexpr std::uint32_t kSamplesPerMs = 48;
-inline constexpr std::uint32_t kChunkBytes = kSamplesPerMs * 16 * 4;
+using audio_map::kSamplesPerMs;
+
+/// Memory of a chunk, the samples of one millisecond: 4 bytes for each of the channels.
+inline constexpr std::uint32_t kChunkBytes = kSamplesPerMs * audio_map::kChannels * 4;
 
 /// The shortest delay of a channel, in samples: 1.333 ms.
 inline constexpr std::uint32_t kMinSamples = 64;
@@ -33,7 +36,7 @@ constexpr std::uint32_t LastPosition(std::uint32_t chunks) {
   return chunks * kSamplesPerMs - 1;
 }
 
-/// How far the read pointer is behind the write pointer, in samples. A write pointer below the read
+/// How far the read pointer lags the write pointer, in samples. A write pointer below the read
 /// pointer has wrapped around the ring, and counts as `lastPosition` further on. That is one less
 /// than the ring has samples: across its end a delay is measured one sample short.
 constexpr std::uint32_t SamplesBetween(std::uint32_t readPointer, std::uint32_t writePointer,

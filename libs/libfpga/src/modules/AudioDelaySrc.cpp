@@ -1,12 +1,7 @@
 #include "modules/AudioDelaySrc.h"
 
 #include "log/Log.h"
-
-namespace {
-
-constexpr std::uint32_t kSamplesPerSecond = 48000;
-
-}  // namespace
+#include "map/AudioMap.h"
 
 AudioDelaySrc::AudioDelaySrc(const std::string& name, std::uint32_t baseAddress,
                              std::uint64_t index, std::uint64_t irq)
@@ -15,7 +10,7 @@ AudioDelaySrc::AudioDelaySrc(const std::string& name, std::uint32_t baseAddress,
 
 void AudioDelaySrc::Setup() {
   HoldInReset();
-  WriteBitfield("irq_sample_num", kSamplesPerSecond);
+  WriteBitfield("irq_sample_num", audio_map::kSamplesPerSecond);
   ReleaseFromReset();
 }
 

@@ -8,11 +8,12 @@
 
 namespace {
 
+using audio_map::kChannels;
+using audio_map::kPairs;
+
 constexpr AudioEmbedder::NumberedFields kPairLines("nonPcmLinePair#", 1);
 
-constexpr std::size_t kPairs = 8;
 constexpr std::uint8_t kGroups = 4;
-constexpr unsigned kChannels = 16;
 constexpr std::uint32_t kFifoReadyThreshold = 64;
 constexpr std::uint32_t kErrorsThatNeedAReset = 0x80FF;
 constexpr std::uint32_t kLineOffset = 6;         // a burst's line is more than its field by this
@@ -71,7 +72,7 @@ void AudioEmbedder::OnAudioTypeChange(AudioTypeArray types) {
 }
 
 void AudioEmbedder::GetPairNonPcmInfo(std::size_t pair, AudioType* type, std::uint16_t* line) {
-  const std::size_t field = std::min(pair, kPairs - 1);
+  const std::size_t field = std::min<std::size_t>(pair, kPairs - 1);
   const bool known = pair < kPairs;
   std::uint32_t burstLine = 0;
   // A pair that doesn't exist reads the last one's line before it is refused.

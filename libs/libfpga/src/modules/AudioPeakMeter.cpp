@@ -1,10 +1,6 @@
 #include "modules/AudioPeakMeter.h"
 
-namespace {
-
-constexpr std::size_t kChannelsPerLink = 16;
-
-}  // namespace
+#include "map/AudioMap.h"
 
 AudioPeakMeter::AudioPeakMeter(const std::string& name, std::uint32_t baseAddress,
                                std::uint64_t index, std::uint32_t numLinks)
@@ -22,7 +18,7 @@ void AudioPeakMeter::SwitchBank() {
 void AudioPeakMeter::ReadPeaks(std::vector<std::uint32_t>& peaks) {
   const bool inReset = IsHeldInReset();
   peaks.clear();
-  const std::size_t channels = numLinks_ * kChannelsPerLink;
+  const std::size_t channels = std::size_t{numLinks_} * audio_map::kChannels;
   peaks.reserve(channels);
   for (std::size_t i = 0; i < channels; ++i) {
     peaks.push_back(inReset ? 0 : ReadBitfield("peak_data"));

@@ -6,7 +6,7 @@
 
 #include "video/VideoStandard.h"
 
-/// The test pattern with which the board measures how far its audio runs behind its video. An
+/// The test pattern with which the board measures how far its audio lags its video. An
 /// embedder starts it on a known line of a known frame of its cycle, and a de-embedder reports in
 /// which line and frame of the cycle it arrived, and with which value: the value tells the channel.
 namespace av_sync {
@@ -34,7 +34,7 @@ std::uint32_t CycleFrames(std::uint16_t periodMs, float framesPerSecond);
 /// above 495.
 std::optional<std::uint32_t> ChannelOf(std::uint32_t value);
 
-/// How long the audio runs behind the video, in ms; negative if it runs ahead. `totalLines` are
+/// How long the audio lags the video, in ms; negative if it leads. `totalLines` are
 /// those of a frame, not 0, and `framesPerSecond` is not 0.
 float DelayMs(const Arrival& arrival, std::uint32_t totalLines, float framesPerSecond);
 

@@ -1,6 +1,7 @@
 #include "modules/MadiTx.h"
 
 #include "log/Log.h"
+#include "map/AudioMap.h"
 
 MadiTxImpl::MadiTxImpl(const std::string& name, std::uint32_t baseAddress, std::uint64_t index)
     : CoreDriver(name, baseAddress, index) {
@@ -8,13 +9,13 @@ MadiTxImpl::MadiTxImpl(const std::string& name, std::uint32_t baseAddress, std::
 
 void MadiTxImpl::OnAudioTypeChange(MadiAudioTypeArray types) {
   const auto word = [](const AudioTypeArray& low, const AudioTypeArray& high) {
-    return NonPcmChannels(low) | NonPcmChannels(high) << 16;
+    return NonPcmChannels(low) | NonPcmChannels(high) << audio_map::kChannels;
   };
   WriteBitfield("nonPcmChannels1To32", word(types[0], types[1]));
   WriteBitfield("nonPcmChannels33To64", word(types[2], types[3]));
 }
 
-// The 'd' behind each word belongs to the report as its readers know it.
+// The 'd' after each word belongs to the report as its readers know it.
 void MadiTxImpl::DumpStatus(std::uint64_t, std::uint64_t, std::string& report, std::uint8_t* more) {
   *more = 0;
   const std::uint32_t first = ReadBitfield("nonPcmChannels1To32");
