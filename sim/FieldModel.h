@@ -82,6 +82,7 @@ template <const auto& Fields>
 class ModelOf : public FieldModel {
  public:
   using FieldId = FieldIn<Fields>;
+  using NumberedFields = NumberedFieldsIn<Fields>;
 
   explicit ModelOf(BoardMutex& mutex) : FieldModel(mutex, Fields) {}
 

@@ -1,26 +1,17 @@
 #include "sim/models/AesRxModel.h"
 
-#include "map/AesRxRegs.h"
-
 namespace sim {
 namespace {
 
 constexpr AudioPair kNothing{.present = false};
-constexpr std::uint32_t kNonPcm = 0x80;
-constexpr std::uint32_t kDataType = 0x1F;
-
-// The two words of a pair.
-constexpr std::uint32_t LockWord(std::uint32_t line) {
-  return 8 * line;
-}
-constexpr std::uint32_t BurstWord(std::uint32_t line) {
-  return 8 * line + 4;
-}
+constexpr AesRxModel::NumberedFields kLocked("aesLocked#");
+constexpr AesRxModel::NumberedFields kNonPcm("nonPcmPair#");
+constexpr AesRxModel::NumberedFields kDataType("nonPcmDolbyType#");
 
 }  // namespace
 
 AesRxModel::AesRxModel(BoardMutex& mutex, IrqAggregatorModel& aggregator, std::uint32_t irqLine)
-    : FieldModel(mutex, aes_rx_regs::kFields), aggregator_(aggregator), irqLine_(irqLine) {
+    : ModelOf(mutex), aggregator_(aggregator), irqLine_(irqLine) {
   plugged_.fill(kNothing);
   Set("irqMask", kIrqLock | kIrqBurst);
 }
@@ -45,9 +36,9 @@ void AesRxModel::_Follow() {
 }
 
 void AesRxModel::_Report(std::uint32_t line, const AudioPair& pair) {
-  const bool locked = Word(LockWord(line)) != 0;
+  const bool locked = Get(kLocked[line]) != 0;
   if (locked != pair.present) {
-    SetWord(LockWord(line), pair.present ? 1 : 0);
+    Set(kLocked[line], pair.present ? 1 : 0);
     _Latch(kIrqLock);
     if (locked) {
       Set("unlockSaved", Get("unlockSaved") | 1U << line);
@@ -56,9 +47,12 @@ void AesRxModel::_Report(std::uint32_t line, const AudioPair& pair) {
   if (!pair.present) {
     return;
   }
-  const std::uint32_t burst = pair.line != 0 ? kNonPcm | (pair.burstType & kDataType) : 0;
-  if (Word(BurstWord(line)) != burst) {
-    SetWord(BurstWord(line), burst);
+  const std::uint32_t nonPcm = pair.line != 0 ? 1 : 0;
+  const std::uint32_t dataType = nonPcm != 0 ? pair.burstType : 0;
+  const std::uint32_t before = Word(WordOf(kNonPcm[line]));
+  Set(kNonPcm[line], nonPcm);
+  Set(kDataType[line], dataType);
+  if (Word(WordOf(kNonPcm[line])) != before) {
     _Latch(kIrqBurst);
   }
 }

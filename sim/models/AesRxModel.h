@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "map/AesRxRegs.h"
 #include "sim/AudioPair.h"
 #include "sim/FieldModel.h"
 #include "sim/models/IrqAggregatorModel.h"
@@ -13,9 +14,9 @@ namespace sim {
 /// reset. A pair that loses its lock keeps its last burst report, and is remembered until that is
 /// cleared. While irqClr is 1, it holds its source clear. Powered up, the core is held in reset,
 /// nothing is plugged in and its interrupt sources are masked. Thread-safe.
-class AesRxModel : public FieldModel {
+class AesRxModel : public ModelOf<aes_rx_regs::kFields> {
  public:
-  static constexpr std::uint32_t kLines = 8;
+  static constexpr std::uint32_t kLines = audio_map::kPairs;
 
   // The interrupt sources: bits of irqMask, irqStatus and irqClr.
   static constexpr std::uint32_t kIrqLock = 1;   ///< a pair's lock was lost or found

@@ -1,7 +1,5 @@
 #include "sim/models/AudioDeembedderModel.h"
 
-#include "map/AudioDeembedderRegs.h"
-
 namespace sim {
 namespace {
 
@@ -9,17 +7,24 @@ constexpr std::uint32_t kAllIrqSources = 0x1FFF;
 constexpr std::uint32_t kBothChannels = 3;
 constexpr AudioPair kNoAudio{.present = false, .burstType = 0, .line = 0};
 
+using FieldId = AudioDeembedderModel::FieldId;
+using NumberedFields = AudioDeembedderModel::NumberedFields;
+
+constexpr NumberedFields kPairLines("nonpcm_channel_pair_#_line");
+constexpr NumberedFields kPairTypes("nonpcm_channel_pair_#_type");
+constexpr NumberedFields kTestLines("avSyncTestLine_#");
+constexpr NumberedFields kTestFrames("avSyncTestFrame_#");
+constexpr NumberedFields kTestValues("avSyncTestValue_#");
+
 // By Error.
-constexpr std::array<const char*, 5> kErrorFlags{"fifoOverflow", "fifoUnderflow", "fifoEmpty",
-                                                 "fifoFull", "alignment_err_saved"};
+constexpr std::array<FieldId, 5> kErrorFlags{"fifoOverflow", "fifoUnderflow", "fifoEmpty",
+                                             "fifoFull", "alignment_err_saved"};
 
 }  // namespace
 
 AudioDeembedderModel::AudioDeembedderModel(BoardMutex& mutex, IrqAggregatorModel& aggregator,
                                            std::uint32_t irqLine)
-    : FieldModel(mutex, audio_deembedder_regs::kFields),
-      aggregator_(aggregator),
-      irqLine_(irqLine) {
+    : ModelOf(mutex), aggregator_(aggregator), irqLine_(irqLine) {
   pairs_.fill(kNoAudio);
   Set("irqMask", kAllIrqSources);
   Set("avSyncFifoEmpty", 1);
@@ -47,13 +52,13 @@ void AudioDeembedderModel::Hold(Error error, std::uint32_t flags) {
 void AudioDeembedderModel::SetTestResult(std::size_t index, std::uint32_t line, std::uint32_t frame,
                                          std::uint32_t value) {
   const std::lock_guard lock(Mutex());
-  const auto& fieldLine = Row(NumberedName("avSyncTestLine_#", index));
+  const FieldId lineField = kTestLines[index];
   if (Get("avSyncClearResults") != 0) {
     return;
   }
-  Set(fieldLine.name, line);
-  Set(NumberedName("avSyncTestFrame_#", index), frame);
-  Set(NumberedName("avSyncTestValue_#", index), value);
+  Set(lineField, line);
+  Set(kTestFrames[index], frame);
+  Set(kTestValues[index], value);
 }
 
 void AudioDeembedderModel::PushTestFrame(std::uint16_t frame) {
@@ -67,15 +72,17 @@ void AudioDeembedderModel::PushTestFrame(std::uint16_t frame) {
 void AudioDeembedderModel::OnStore(std::uint32_t offset, std::uint32_t written,
                                    std::uint32_t /*before*/) {
   if (Strobed("avSyncClearResults", offset, written)) {
-    for (std::size_t r = 0; r < kTestResults; ++r) {
-      SetWord(Row(NumberedName("avSyncTestLine_#", r)).byteOffset, 0);
+    for (std::size_t r = 0; r < kTestLines.Count(); ++r) {
+      Set(kTestLines[r], 0);
+      Set(kTestFrames[r], 0);
+      Set(kTestValues[r], 0);
     }
   } else if (Strobed("avSyncFifoRd", offset, written) && !testFrames_.empty()) {
     Set("avSyncFifoFrameNum", testFrames_.front());
     testFrames_.pop_front();
     Set("avSyncFifoEmpty", testFrames_.empty() ? 1 : 0);
   }
-  if (offset == Row("reset").byteOffset || offset == Row("deembed_en").byteOffset) {
+  if (offset == WordOf("reset") || offset == WordOf("deembed_en")) {
     _ShowPairs();
   }
   _Update();
@@ -89,12 +96,11 @@ void AudioDeembedderModel::_ShowPairs() {
   for (std::size_t p = 0; p < kPairs; ++p) {
     const AudioPair& audio = running ? pairs_[p] : kNoAudio;
     presence |= (audio.present ? kBothChannels : 0) << (2 * p);
-    const std::uint32_t offset = Row(NumberedName("nonpcm_channel_pair_#_line", p)).byteOffset;
-    const std::uint32_t before = Word(offset);
-    Set(NumberedName("nonpcm_channel_pair_#_line", p), audio.line);
-    Set(NumberedName("nonpcm_channel_pair_#_type", p), audio.burstType);
+    const std::uint32_t before = Word(WordOf(kPairLines[p]));
+    Set(kPairLines[p], audio.line);
+    Set(kPairTypes[p], audio.burstType);
     const bool presenceChanged = ((presence ^ presenceBefore) >> (2 * p) & kBothChannels) != 0;
-    if (presenceChanged || Word(offset) != before) {
+    if (presenceChanged || Word(WordOf(kPairLines[p])) != before) {
       changed |= 1U << (kIrqPair + p);
     }
   }

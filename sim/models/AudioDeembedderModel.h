@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 
+#include "map/AudioDeembedderRegs.h"
 #include "sim/AudioPair.h"
 #include "sim/FieldModel.h"
 #include "sim/models/IrqAggregatorModel.h"
@@ -13,10 +14,9 @@ namespace sim {
 /// An audio de-embedder. It shows what its pairs carry at once, while it is enabled and out of
 /// reset; otherwise it shows no audio. Powered up, it is held in reset and its interrupt sources
 /// are masked. Thread-safe.
-class AudioDeembedderModel : public FieldModel {
+class AudioDeembedderModel : public ModelOf<audio_deembedder_regs::kFields> {
  public:
-  static constexpr std::size_t kPairs = 8;
-  static constexpr std::size_t kTestResults = 16;
+  static constexpr std::size_t kPairs = audio_map::kPairs;
   static constexpr std::size_t kTestFifoDepth = 256;
 
   /// Errors with a sticky flag: for a FIFO a bit for each channel, 2 bits for the alignment.

@@ -5,21 +5,15 @@
 namespace sim {
 namespace {
 
-using audio_delay_regs::kChannels;
-using audio_delay_regs::kFields;
 using audio_delay_regs::kPerChannel;
+using audio_map::kChannels;
+using NumberedFields = AudioDelayModel::NumberedFields;
 
-using Samples = std::chrono::duration<std::int64_t, std::ratio<1, 48000>>;
+using Samples = std::chrono::duration<std::int64_t, std::ratio<1, audio_map::kSamplesPerSecond>>;
 
-constexpr std::uint32_t OffsetOf(FieldIn<kFields> field) {
-  return field.Get().byteOffset;
-}
-constexpr std::uint32_t kResetWord = OffsetOf("glbl_reset");
-constexpr std::uint32_t kRestartWord = OffsetOf("restart");
-constexpr std::uint32_t kDelays = OffsetOf("per_ch_init_delay_0");
-constexpr std::uint32_t kWritePointers = OffsetOf("per_ch_write_ptr_0");
-constexpr std::uint32_t kReadPointers = OffsetOf("per_ch_read_ptr_0");
-constexpr std::uint32_t kReadPointerMask = MaskInWord(FieldIn<kFields>("per_ch_read_ptr_0").Get());
+constexpr NumberedFields kDelays("per_ch_init_delay_#");
+constexpr NumberedFields kWritePointers("per_ch_write_ptr_#");
+constexpr NumberedFields kReadPointers("per_ch_read_ptr_#");
 
 constexpr bool HasBit(std::uint32_t word, std::uint32_t bit) {
   return (word >> bit & 1U) != 0;
@@ -28,7 +22,7 @@ constexpr bool HasBit(std::uint32_t word, std::uint32_t bit) {
 }  // namespace
 
 AudioDelayModel::AudioDelayModel(BoardMutex& mutex, const SimulatedClock& clock)
-    : FieldModel(mutex, kFields), clock_(clock) {
+    : ModelOf(mutex), clock_(clock) {
   Set("glbl_reset", 1);
 }
 
@@ -70,22 +64,23 @@ void AudioDelayModel::StopStretching() {
 
 void AudioDelayModel::OnLoad(std::uint32_t offset) {
   _Follow();
-  const std::uint32_t channel = (offset - kDelays) / kPerChannel.wordStride;
-  if (offset >= kDelays && channel < kChannels) {
+  constexpr std::uint32_t kFirst = WordOf("per_ch_init_delay_0");
+  const std::uint32_t channel = (offset - kFirst) / kPerChannel.wordStride;
+  if (offset >= kFirst && channel < kChannels) {
     _PlacePointers(channel);
   }
 }
 
 void AudioDelayModel::OnStore(std::uint32_t offset, std::uint32_t written, std::uint32_t before) {
-  if (offset == kResetWord) {
-    const std::uint32_t reset = MaskInWord(Row("glbl_reset"));
+  if (offset == WordOf("glbl_reset")) {
+    constexpr std::uint32_t reset = MaskOf("glbl_reset");
     if ((before & ~written & reset) != 0) {
       _Start();
     } else if ((~before & written & reset) != 0) {
       _Stop();
     }
-  } else if (offset == kRestartWord && _Runs()) {
-    _BeginRestarts(written & MaskInWord(Row("restart")));
+  } else if (offset == WordOf("restart") && _Runs()) {
+    _BeginRestarts(written & MaskOf("restart"));
   }
 }
 
@@ -145,7 +140,7 @@ void AudioDelayModel::_Follow() {
 }
 
 void AudioDelayModel::_TakeDelay(std::uint32_t channel) {
-  const std::int64_t delay = Word(kDelays + channel * kPerChannel.wordStride);
+  const std::int64_t delay = Get(kDelays[channel]);
   channels_[channel] = {std::min(delay, _RingSamples() - 1), std::nullopt};
 }
 
@@ -153,9 +148,9 @@ void AudioDelayModel::_ShiftConverted(std::int64_t samples) {
   if (!_Runs()) {
     return;
   }
-  const std::uint32_t aroundConverter = Get("route_pairs_via_nonsrc");
+  const std::uint32_t bypasses = Get("route_pairs_via_nonsrc");
   for (std::uint32_t channel = 0; channel < kChannels; ++channel) {
-    if (!HasBit(aroundConverter, channel / 2)) {
+    if (!HasBit(bypasses, channel / 2)) {
       std::int64_t& delay = channels_[channel].delay;
       delay = std::clamp<std::int64_t>(delay + samples, 0, _RingSamples() - 1);
     }
@@ -163,18 +158,17 @@ void AudioDelayModel::_ShiftConverted(std::int64_t samples) {
 }
 
 void AudioDelayModel::_PlacePointers(std::uint32_t channel) {
-  const std::uint32_t base = channel * kPerChannel.wordStride;
   if (!_Runs()) {
-    SetWord(kWritePointers + base, 0);
-    SetWord(kReadPointers + base, 0);
+    Set(kWritePointers[channel], 0);
+    Set(kReadPointers[channel], 0);
     return;
   }
   const std::int64_t ring = _RingSamples();
   const std::int64_t written = std::chrono::floor<Samples>(clock_.Steady() - startedAt_).count();
   const std::int64_t delay = std::min(channels_[channel].delay, ring - 1);
   const std::int64_t read = written - delay + ring;
-  SetWord(kWritePointers + base, static_cast<std::uint32_t>(written % ring));
-  SetWord(kReadPointers + base, static_cast<std::uint32_t>(read % ring) & kReadPointerMask);
+  Set(kWritePointers[channel], static_cast<std::uint32_t>(written % ring));
+  Set(kReadPointers[channel], static_cast<std::uint32_t>(read % ring));
 }
 
 std::int64_t AudioDelayModel::_RingSamples() const {

@@ -12,11 +12,11 @@
 namespace sim {
 
 /// An audio delay line. Out of reset its pointers move through the ring with the clock, 48 samples
-/// a millisecond, each channel's read pointer behind its write pointer by the channel's delay. A
+/// a millisecond, each channel's read pointer lagging its write pointer by the channel's delay. A
 /// channel takes its delay at the core's start and at the end of a restart. Errors are put into
 /// `err_status` and `same_ch_timing_err` with Set, and stay until they are cleared. Powered up, the
 /// core is held in reset. Thread-safe.
-class AudioDelayModel : public FieldModel {
+class AudioDelayModel : public ModelOf<audio_delay_regs::kFields> {
  public:
   AudioDelayModel(BoardMutex& mutex, const SimulatedClock& clock);
 

@@ -1,11 +1,9 @@
 #include "sim/models/AudioDelaySrcModel.h"
 
-#include "map/AudioDelaySrcRegs.h"
-
 namespace sim {
 namespace {
 
-using Samples = std::chrono::duration<std::int64_t, std::ratio<1, 48000>>;
+using Samples = std::chrono::duration<std::int64_t, std::ratio<1, audio_map::kSamplesPerSecond>>;
 
 // Samples in which the converter gains or loses one.
 constexpr std::uint32_t kGrowRatio = 1065;
@@ -16,11 +14,7 @@ constexpr std::uint32_t kShrinkRatio = 1019;
 AudioDelaySrcModel::AudioDelaySrcModel(BoardMutex& mutex, const SimulatedClock& clock,
                                        AudioDelayModel& delay, IrqAggregatorModel& aggregator,
                                        std::uint32_t irqLine)
-    : FieldModel(mutex, audio_delay_src_regs::kFields),
-      clock_(clock),
-      delay_(delay),
-      aggregator_(aggregator),
-      irqLine_(irqLine) {
+    : ModelOf(mutex), clock_(clock), delay_(delay), aggregator_(aggregator), irqLine_(irqLine) {
   Set("logic_reset", 1);
   Set("irq_mask", 1);
   aggregator_.AddSource([this] { _Follow(); });
@@ -32,8 +26,7 @@ void AudioDelaySrcModel::OnLoad(std::uint32_t /*offset*/) {
 
 void AudioDelaySrcModel::OnStore(std::uint32_t offset, std::uint32_t written,
                                  std::uint32_t before) {
-  const Field& reset = Row("logic_reset");
-  if (offset == reset.byteOffset && ((before ^ written) & MaskInWord(reset)) != 0) {
+  if (offset == WordOf("logic_reset") && ((before ^ written) & MaskOf("logic_reset")) != 0) {
     tickedAt_ = clock_.Steady();
     _Stop();
   }

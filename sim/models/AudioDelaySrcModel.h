@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "map/AudioDelaySrcRegs.h"
+#include "map/AudioMap.h"
 #include "sim/FieldModel.h"
 #include "sim/SimulatedClock.h"
 #include "sim/models/AudioDelayModel.h"
@@ -15,7 +17,7 @@ namespace sim {
 /// `irq_sample_num` samples, and an adjustment changes the delay line's delays while it runs;
 /// another one that is asked for meanwhile is ignored. Powered up, it is held in reset and its
 /// interrupt is masked. Thread-safe.
-class AudioDelaySrcModel : public FieldModel {
+class AudioDelaySrcModel : public ModelOf<audio_delay_src_regs::kFields> {
  public:
   /// `irqLine` is the converter's line at the aggregator.
   AudioDelaySrcModel(BoardMutex& mutex, const SimulatedClock& clock, AudioDelayModel& delay,

@@ -4,21 +4,20 @@
 #include <stdexcept>
 #include <utility>
 
-#include "map/AudioEmbedderRegs.h"
-
 namespace sim {
 namespace {
 
+constexpr AudioEmbedderModel::NumberedFields kLines("nonPcmLinePair#", 1);
+
 // A field holds the line less this.
 constexpr std::uint32_t kLineOffset = 6;
-constexpr std::uint32_t kPairs = 8;
 constexpr std::uint32_t kLastLine = 0xFFF + kLineOffset;
 
 }  // namespace
 
 AudioEmbedderModel::AudioEmbedderModel(BoardMutex& mutex, IrqAggregatorModel& aggregator,
                                        std::uint32_t irqLine)
-    : FieldModel(mutex, audio_embedder_regs::kFields), aggregator_(aggregator), irqLine_(irqLine) {
+    : ModelOf(mutex), aggregator_(aggregator), irqLine_(irqLine) {
   Set("irqReset", 1);
   Set("irqMask", 1);
 }
@@ -33,7 +32,7 @@ void AudioEmbedderModel::SetBurstLine(std::size_t pair, std::uint32_t line) {
   if (line < kLineOffset || line > kLastLine) {
     throw std::out_of_range("no line that an embedder can report");
   }
-  Set(NumberedName("nonPcmLinePair#", pair + 1), line - kLineOffset);
+  Set(kLines[pair + 1], line - kLineOffset);
 }
 
 void AudioEmbedderModel::FollowBursts(BurstLines lines) {
@@ -44,13 +43,13 @@ void AudioEmbedderModel::OnLoad(std::uint32_t offset) {
   if (!burstLines_) {
     return;
   }
-  for (std::uint32_t pair = 0; pair < kPairs; ++pair) {
-    const FieldName name = NumberedName("nonPcmLinePair#", pair + 1);
-    if (Row(name).byteOffset != offset) {
+  for (std::uint32_t pair = 0; pair < kLines.Count(); ++pair) {
+    const FieldId field = kLines[pair + 1];
+    if (WordOf(field) != offset) {
       continue;
     }
     if (const std::optional<std::uint32_t> line = burstLines_(pair)) {
-      Set(name, std::clamp(*line, kLineOffset, kLastLine) - kLineOffset);
+      Set(field, std::clamp(*line, kLineOffset, kLastLine) - kLineOffset);
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 
+#include "map/AudioEmbedderRegs.h"
 #include "sim/FieldModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 
@@ -12,7 +13,7 @@ namespace sim {
 
 /// An audio embedder. Powered up, it is held in reset, with its interrupt masked and its interrupt
 /// logic in reset. Thread-safe.
-class AudioEmbedderModel : public FieldModel {
+class AudioEmbedderModel : public ModelOf<audio_embedder_regs::kFields> {
  public:
   /// `irqLine` is the core's line at the aggregator: raised while its interrupt is pending and not
   /// masked.

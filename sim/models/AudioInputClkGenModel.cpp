@@ -1,11 +1,8 @@
 #include "sim/models/AudioInputClkGenModel.h"
 
-#include "map/AudioInputClkGenRegs.h"
-
 namespace sim {
 
-AudioInputClkGenModel::AudioInputClkGenModel(BoardMutex& mutex)
-    : FieldModel(mutex, audio_input_clk_gen_regs::kFields) {
+AudioInputClkGenModel::AudioInputClkGenModel(BoardMutex& mutex) : ModelOf(mutex) {
   Set("irqMask", 7);
 }
 
@@ -16,7 +13,7 @@ void AudioInputClkGenModel::RaiseIrq(std::uint32_t sources) {
 
 void AudioInputClkGenModel::OnStore(std::uint32_t offset, std::uint32_t written,
                                     std::uint32_t /*before*/) {
-  if (offset == Row("irqClr").byteOffset) {
+  if (offset == WordOf("irqClr")) {
     Set("irqStatus", Get("irqStatus") & ~written);
   }
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "map/AudioInputClkGenRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
@@ -9,7 +10,7 @@ namespace sim {
 /// The audio clock generator of an input. Powered up, it is held in reset and its interrupt sources
 /// are masked. It has no line at the aggregator: what is pending shows in its status alone.
 /// Thread-safe.
-class AudioInputClkGenModel : public FieldModel {
+class AudioInputClkGenModel : public ModelOf<audio_input_clk_gen_regs::kFields> {
  public:
   explicit AudioInputClkGenModel(BoardMutex& mutex);
 

@@ -2,15 +2,11 @@
 
 #include <utility>
 
-#include "map/AudioOutputClkGenRegs.h"
-
 namespace sim {
 
 AudioOutputClkGenModel::AudioOutputClkGenModel(BoardMutex& mutex, IrqAggregatorModel& aggregator,
                                                std::uint32_t irqLine)
-    : FieldModel(mutex, audio_output_clk_gen_regs::kFields),
-      aggregator_(aggregator),
-      irqLine_(irqLine) {
+    : ModelOf(mutex), aggregator_(aggregator), irqLine_(irqLine) {
   Set("irqMask", 7);
 }
 
@@ -27,9 +23,9 @@ void AudioOutputClkGenModel::OnStore(std::uint32_t /*offset*/, std::uint32_t /*w
 
 void AudioOutputClkGenModel::_Follow() {
   const std::uint32_t errors = Get("reset") == 0 ? errors_ : 0;
-  for (const auto& [bit, flag] :
-       {std::pair(kPhaseError, "phaseError"), std::pair(kCycleError, "cycleError"),
-        std::pair(kClockFailed, "clkIsFailed")}) {
+  for (const auto& [bit, flag] : {std::pair(kPhaseError, FieldId("phaseError")),
+                                  std::pair(kCycleError, FieldId("cycleError")),
+                                  std::pair(kClockFailed, FieldId("clkIsFailed"))}) {
     if ((errors & bit) != 0) {
       Set(flag, 1);
     }

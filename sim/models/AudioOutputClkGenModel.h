@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "map/AudioOutputClkGenRegs.h"
 #include "sim/FieldModel.h"
 #include "sim/models/IrqAggregatorModel.h"
 
@@ -11,7 +12,7 @@ namespace sim {
 /// interrupt source of the same bit pending; both come back after a clear for as long as the error
 /// lasts. Powered up, it is held in reset, where it sees no errors, and its sources are masked.
 /// Thread-safe.
-class AudioOutputClkGenModel : public FieldModel {
+class AudioOutputClkGenModel : public ModelOf<audio_output_clk_gen_regs::kFields> {
  public:
   // The errors: bits of SetErrors and of the interrupt registers.
   static constexpr std::uint32_t kPhaseError = 1;

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
-#include "map/AudioPeakMeterRegs.h"
-
 namespace sim {
 
 AudioPeakMeterModel::AudioPeakMeterModel(BoardMutex& mutex, std::uint32_t links)
-    : FieldModel(mutex, audio_peak_meter_regs::kFields),
-      levels_(std::size_t{links} * kChannelsPerLink),
+    : ModelOf(mutex),
+      levels_(std::size_t{links} * audio_map::kChannels),
       measuring_(levels_),
       handedOut_(levels_) {
   Set("num_audio_links", links);
@@ -23,7 +21,7 @@ void AudioPeakMeterModel::SetLevel(std::uint32_t channel, std::uint32_t level) {
 }
 
 void AudioPeakMeterModel::AfterLoad(std::uint32_t offset) {
-  if (offset == Row("peak_data").byteOffset) {
+  if (offset == WordOf("peak_data")) {
     _HandOut(next_ + 1);
   }
 }
@@ -34,7 +32,7 @@ void AudioPeakMeterModel::OnStore(std::uint32_t offset, std::uint32_t written,
     std::fill(measuring_.begin(), measuring_.end(), 0);
     _SwitchBank();
     std::fill(measuring_.begin(), measuring_.end(), 0);
-  } else if (offset == Row("reset").byteOffset) {
+  } else if (offset == WordOf("reset")) {
     std::transform(levels_.begin(), levels_.end(), measuring_.begin(), measuring_.begin(),
                    [](std::uint32_t level, std::uint32_t peak) { return std::max(level, peak); });
     if (Strobed("switch_bank", offset, written)) {

@@ -3,18 +3,18 @@
 #include <cstdint>
 #include <vector>
 
+#include "map/AudioMap.h"
+#include "map/AudioPeakMeterRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
 
 /// The peak meters of some links. One bank takes the greatest level of each channel while the other
-/// one is handed out, a channel with each read of its register and from the first one again behind
+/// one is handed out, a channel with each read of its register and from the first one again after
 /// the last. Without links every peak is 0. Powered up, it is held in reset, where both banks are
 /// 0. Thread-safe.
-class AudioPeakMeterModel : public FieldModel {
+class AudioPeakMeterModel : public ModelOf<audio_peak_meter_regs::kFields> {
  public:
-  static constexpr std::uint32_t kChannelsPerLink = 16;
-
   AudioPeakMeterModel(BoardMutex& mutex, std::uint32_t links);
 
   /// The level of a channel from now on: a magnitude, 0 to 8388607. Channels count through all

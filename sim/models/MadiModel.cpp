@@ -1,10 +1,8 @@
 #include "sim/models/MadiModel.h"
 
-#include "map/MadiRegs.h"
-
 namespace sim {
 
-MadiModel::MadiModel(BoardMutex& mutex) : FieldModel(mutex, madi_regs::kFields) {
+MadiModel::MadiModel(BoardMutex& mutex) : ModelOf(mutex) {
 }
 
 void MadiModel::Plug(std::uint32_t sampleCount) {

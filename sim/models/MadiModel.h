@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "map/MadiRegs.h"
 #include "sim/FieldModel.h"
 
 namespace sim {
@@ -10,7 +11,7 @@ namespace sim {
 /// both. The receiver's error flags are latched; they come back after a clear for as long as the
 /// error lasts. Powered up, the cores are held in reset, where the receiver counts nothing and sees
 /// no errors, and nothing is plugged in. Thread-safe.
-class MadiModel : public FieldModel {
+class MadiModel : public ModelOf<madi_regs::kFields> {
  public:
   static constexpr std::uint32_t kNoLink = 1;  ///< the error of a link without signal
   static constexpr std::uint32_t kRightSampleCount = 6400000;  ///< of a stream at its rate
