@@ -1,93 +1,68 @@
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <functional>
+#include <algorithm>
 
 #include "controls/AesRxDriverControl.h"
-#include "log/Log.h"
 #include "modules/AesTx.h"
-#include "sim/Board.h"
-#include "sim/FieldModel.h"
 #include "sim/models/AesRxModel.h"
-#include "support/Accesses.h"
+#include "support/CoreTest.h"
 
 namespace {
 
 using enum AudioChannelInfo::AudioType;
-using sim::Loaded;
-using sim::LogRecord;
-using sim::Stored;
+using Change = std::pair<int, AudioChannelInfo::AudioType>;
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t kRxBase = 0x2900000;
-constexpr std::uint32_t kTxBase = 0x2A00000;
 constexpr sim::AudioPair kPcm{};
 constexpr sim::AudioPair kDolbyE{.burstType = 28, .line = 1};
 constexpr sim::AudioPair kNothing{.present = false};
 
-class AesTest : public testing::Test {
+class AesTest : public CoreTest<sim::AesRxModel> {
  protected:
-  AesTest() {
-    SetLogLevel(kLogDebug);
-    board.clock.TakeOver();
-  }
+  AesTest() : CoreTest("out_aud_aes_rx") { board.clock.TakeOver(); }
 
-  bool LineIsRaised() {
-    return (board.registers.Load(0x24) & 1U << 9) != 0;  // line 41, latched
-  }
-
-  sim::Board& board = sim::Board::Get();
-  sim::AesRxModel& rxModel = board.Core<sim::AesRxModel>("out_aud_aes_rx");
-  AesRxDriverControl rx{"aes_rx", kRxBase, 0, 41};
-  AesTx tx{"aes_tx", kTxBase, 0};
+  sim::FieldModel& txCore = board.Core<sim::FieldModel>("out_aud_aes_tx");
+  AesRxDriverControl rx{name, base, 0, 41};
+  AesTx tx{"out_aud_aes_tx", facts::ModuleOf("out_aud_aes_tx").base, 0};
 };
 
-TEST_F(AesTest, ReceiverResetsAndMasksTouchTheirFieldsAlone) {
-  rxModel.SetWord(64, 0xFABCDE5A);
-  EXPECT_EQ(AccessesOf([&] { rx.ResetAndRelease(); }),
-            (std::vector{Loaded(kRxBase + 64, 0xFABCDE5A), Stored(kRxBase + 64, 0xFABCDF5A),
-                         Loaded(kRxBase + 64, 0xFABCDF5A), Stored(kRxBase + 64, 0xFAB14F5A),
-                         Loaded(kRxBase + 64, 0xFAB14F5A), Stored(kRxBase + 64, 0xF0814F5A),
-                         Loaded(kRxBase + 64, 0xF0814F5A), Stored(kRxBase + 64, 0xF0814E5A)}));
-  rxModel.SetWord(68, 2);
+TEST_F(AesTest, ResetsAndMasks) {
+  FillWithGarbage();
   EXPECT_EQ(AccessesOf([&] {
+              rx.ResetAndRelease();
               rx.UnmaskIrq();
               rx.MaskIrq();
+              tx.ResetAndRelease();
             }),
-            (std::vector{Loaded(kRxBase + 68, 2), Stored(kRxBase + 68, 0), Loaded(kRxBase + 68, 0),
-                         Stored(kRxBase + 68, 3)}));
+            (Accesses{W("reset", 1), W("writeReadRunOffset", 20), W("writeReadStartOffset", 8),
+                      W("reset", 0), W("irqMask", 0), W("irqMask", 3), W("out_aud_aes_tx.reset", 1),
+                      W("out_aud_aes_tx.reset", 0)}));
 }
 
 TEST_F(AesTest, InterruptIsServedOnceInTwoSeconds) {
   AesRx& driver = rx;
   rx.ReleaseFromReset();
+  core.Plug(7, kPcm);
+  EXPECT_FALSE(LineIsRaised(41));
   rx.UnmaskIrq();
-  rxModel.Plug(7, kPcm);
-  EXPECT_TRUE(LineIsRaised());
-
-  std::vector<sim::RegisterAccess> served{Loaded(kRxBase + 72, 1)};
-  for (std::uint32_t pair = 0; pair < 8; ++pair) {
-    served.push_back(Loaded(kRxBase + 8 * pair, pair == 7 ? 1 : 0));
+  EXPECT_TRUE(LineIsRaised(rx.GetIrqNumber()));
+  Accesses served{R("irqStatus", 1)};
+  for (std::size_t pair = 0; pair < 8; ++pair) {
+    served.push_back(R(NumberedName("aesLocked#", pair), pair == 7 ? 1 : 0));
   }
-  for (const auto& access : {Loaded(kRxBase + 76, 0), Stored(kRxBase + 76, 1),
-                             Loaded(kRxBase + 76, 1), Stored(kRxBase + 76, 0)}) {
-    served.push_back(access);
-  }
-  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(driver.HandleIrq()); }), served);
-  EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{7, "Got IRQ with status 1"}}));
+  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(driver.HandleIrq()); }),
+            served + W("irqClr", 1) + W("irqClr", 0));
+  EXPECT_EQ(board.log.Messages(7), std::vector<std::string>{"Got IRQ with status 1"});
 
-  rxModel.Plug(7, kDolbyE);  // latched: the first one's clearing has ended
+  core.Plug(7, kDolbyE);  // latched: the first one's clearing has ended
   board.clock.Advance(1999999us);
-  EXPECT_TRUE(AccessesOf([&] { EXPECT_FALSE(driver.HandleIrq()); }).empty());
+  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(driver.HandleIrq()); }), Accesses{});
   board.clock.Advance(1us);
   EXPECT_TRUE(driver.HandleIrq());
   board.clock.Advance(2s);
-  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(driver.HandleIrq()); }),
-            (std::vector{Loaded(kRxBase + 72, 0)}));
+  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(driver.HandleIrq()); }), Accesses{R("irqStatus", 0)});
   EXPECT_TRUE(board.log.All().empty());
-  rxModel.Plug(0, kPcm);
+  core.Plug(0, kPcm);
   board.clock.Advance(1s);  // a look without a result counts, too
-  EXPECT_TRUE(AccessesOf([&] { EXPECT_FALSE(driver.HandleIrq()); }).empty());
+  EXPECT_FALSE(driver.HandleIrq());
   board.clock.Advance(1s);
   EXPECT_TRUE(driver.HandleIrq());
 }
@@ -95,32 +70,24 @@ TEST_F(AesTest, InterruptIsServedOnceInTwoSeconds) {
 TEST_F(AesTest, PairTypeFollowsBurstAndLock) {
   const struct {
     std::uint8_t pair;
-    std::uint32_t burst, lock;
+    std::uint32_t nonPcm, burst, locked;
     AudioChannelInfo::AudioType type;
-    const char* log;
-  } cases[] = {
-      {0, 0x9C, 1, DolbyE, "Aes RX IRQ reported pair 0 as NON-PCM, dolby type 28 "},
-      {1, 0x81, 1, Ac3, "Aes RX IRQ reported pair 1 as NON-PCM, dolby type 1 "},
-      {2, 0x90, 1, Eac3, "Aes RX IRQ reported pair 2 as NON-PCM, dolby type 16 "},
-      {3, 0x82, 1, OtherNonPcm, "Aes RX IRQ reported pair 3 as NON-PCM, dolby type 2 "},
-      {4, 0x1C, 1, Pcm, "Aes RX IRQ reported pair 4 as PCM, dolby type 28 "},
-      {5, 0x9C, 0, Pcm, "Aes RX IRQ reported pair 5 as NON-PCM, dolby type 28 "},
-      {6, 0xFFFFFFFF, 0xFFFFFFFF, OtherNonPcm,
-       "Aes RX IRQ reported pair 6 as NON-PCM, dolby type 31 "},
-      {7, 0x9C, 1, DolbyE, "Aes RX IRQ reported pair 7 as NON-PCM, dolby type 28 "},
-      {8, 0x9C, 1, DolbyE, "Aes RX IRQ reported pair 7 as NON-PCM, dolby type 28 "},
-      {255, 0x81, 1, Ac3, "Aes RX IRQ reported pair 7 as NON-PCM, dolby type 1 "},
-  };
+  } cases[] = {{0, 1, 28, 1, DolbyE}, {1, 1, 1, 1, Ac3},         {2, 1, 16, 1, Eac3},
+               {3, 0, 28, 1, Pcm},    {4, 1, 28, 0, Pcm},        {5, 1, 2, 1, OtherNonPcm},
+               {7, 1, 28, 1, DolbyE}, {8, 1, 0, 1, OtherNonPcm}, {255, 1, 1, 1, Ac3}};
   for (const auto& c : cases) {
     SCOPED_TRACE(int{c.pair});
-    const std::uint32_t offset = 8 * (c.pair < 7 ? c.pair : 7U);
-    rxModel.SetWord(offset, c.lock);
-    rxModel.SetWord(offset + 4, c.burst);
+    const std::size_t pair = std::min<std::size_t>(c.pair, 7);
+    core.FieldModel::Set(NumberedName("nonPcmPair#", pair), c.nonPcm);
+    core.FieldModel::Set(NumberedName("nonPcmDolbyType#", pair), c.burst);
+    core.FieldModel::Set(NumberedName("aesLocked#", pair), c.locked);
     EXPECT_EQ(
         AccessesOf([&] { EXPECT_EQ(rx.GetPairType(c.pair), c.type); }),
-        (std::vector{Loaded(kRxBase + offset + 4, c.burst), Loaded(kRxBase + offset + 4, c.burst),
-                     Loaded(kRxBase + offset, c.lock)}));
-    EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{7, c.log}}));
+        (Accesses{R(NumberedName("nonPcmPair#", pair)), R(NumberedName("nonPcmDolbyType#", pair)),
+                  R(NumberedName("aesLocked#", pair))}));
+    EXPECT_EQ(board.log.Messages(7),
+              std::vector{FormatMessage("Aes RX IRQ reported pair %zu as %s, dolby type %u ", pair,
+                                        c.nonPcm != 0 ? "NON-PCM" : "PCM", c.burst)});
     EXPECT_EQ(rx.IsPairPcm(c.pair), c.type == Pcm);
   }
 }
@@ -128,50 +95,43 @@ TEST_F(AesTest, PairTypeFollowsBurstAndLock) {
 TEST_F(AesTest, LostLocksAreToldOnce) {
   rx.ReleaseFromReset();
   for (const std::uint32_t line : {2U, 5U, 6U}) {
-    rxModel.Plug(line, kDolbyE);
+    core.Plug(line, kDolbyE);
   }
-  rxModel.Plug(2, kNothing);
-  rxModel.Plug(5, kNothing);
+  core.Plug(2, kNothing);
+  core.Plug(5, kNothing);
   EXPECT_TRUE(rx.IsPairPcm(2));  // its last burst report is still there
   std::uint8_t saved = 0xFF;
   EXPECT_EQ(AccessesOf([&] { rx.GetUnlockSaved(saved); }),
-            (std::vector{Loaded(kRxBase + 80, 0x24), Loaded(kRxBase + 80, 0x24),
-                         Stored(kRxBase + 80, 0xFF)}));
+            (Accesses{R("unlockSaved", 0x24), W("unlockSaved", 0xFF)}));
   EXPECT_EQ(saved, 0x24);
   rx.GetUnlockSaved(saved);
   EXPECT_EQ(saved, 0);
 }
 
 TEST_F(AesTest, ChannelsThatAreEnabledFollowTheReceiver) {
-  rx.ReleaseFromReset();
-  std::array<ChInfoPtr, 16> info;
-  using Change = std::pair<int, AudioChannelInfo::AudioType>;
   std::vector<Change> changes;  // in order
   for (std::uint8_t channel = 0; channel < 16; ++channel) {
-    info[channel] = std::make_shared<AudioChannelInfo>(Pcm);
-    info[channel]->AddCallback(
-        [&, channel] { changes.emplace_back(channel, info[channel]->GetAudioType()); }, nullptr);
-    if (channel != 5 && channel != 8) {  // their pairs stay incomplete
-      rx.SetDestChInfo(channel, info[channel]);
-    }
+    const auto info = std::make_shared<AudioChannelInfo>(Pcm);
+    info->AddCallback([&changes, channel,
+                       node = info.get()] { changes.emplace_back(channel, node->GetAudioType()); },
+                      nullptr);
+    rx.SetDestChInfo(channel, channel == 5 || channel == 8 ? nullptr : info);
     rx.SetUpdateEnable(channel, channel == 13 || channel == 14 ? 0 : 1);
   }
   board.log.Clear();
   rx.SetUpdateEnable(16, 0);
-  EXPECT_TRUE(board.log.All().empty());
   rx.SetDestChInfo(16, nullptr);
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{{4, "Channel index is out of range"}}));
+  EXPECT_EQ(board.log.Messages(4), std::vector<std::string>{"Channel index is out of range"});
 
+  rx.ReleaseFromReset();
   for (const std::uint32_t line : {0U, 2U, 4U, 6U, 7U}) {
-    rxModel.Plug(line, kDolbyE);
+    core.Plug(line, kDolbyE);
   }
   rx.HandleIrq();
-  std::vector<Change> expected{{0, DolbyE}, {1, DolbyE}, {12, DolbyE}, {15, DolbyE}};
-  EXPECT_EQ(changes, expected);
-
-  rxModel.Plug(0, kNothing);
+  EXPECT_EQ(AccessesOf([&] { rx.UpdatePairTypes(); }).size(), 8U * 3);
+  core.Plug(0, kNothing);
   rx.HandleIrq();  // too soon
+  std::vector<Change> expected{{0, DolbyE}, {1, DolbyE}, {12, DolbyE}, {15, DolbyE}};
   EXPECT_EQ(changes, expected);
   board.clock.Advance(2s);
   rx.HandleIrq();
@@ -179,62 +139,23 @@ TEST_F(AesTest, ChannelsThatAreEnabledFollowTheReceiver) {
   EXPECT_EQ(changes, expected);
 }
 
-TEST_F(AesTest, UpdateWithoutNewsOnlyReads) {
-  std::vector<sim::RegisterAccess> expected;
-  for (std::uint32_t pair = 0; pair < 8; ++pair) {
-    expected.insert(expected.end(), 2, Loaded(kRxBase + 8 * pair + 4, pair == 3 ? 0x9C : 0));
-    expected.push_back(Loaded(kRxBase + 8 * pair, pair == 3 ? 1 : 0));
-  }
-  rx.ReleaseFromReset();
-  rxModel.Plug(3, kDolbyE);
-  EXPECT_EQ(AccessesOf([&] { rx.UpdatePairTypes(); }), expected);  // no node to tell
-  int changes = 0;
-  for (std::uint8_t channel = 0; channel < 16; ++channel) {
-    const auto info = std::make_shared<AudioChannelInfo>(channel / 2 == 3 ? DolbyE : Pcm);
-    info->AddCallback([&] { ++changes; }, nullptr);
-    rx.SetDestChInfo(channel, info);
-    rx.SetUpdateEnable(channel, 1);
-  }
-  EXPECT_EQ(AccessesOf([&] { rx.UpdatePairTypes(); }), expected);
-  EXPECT_EQ(changes, 0);
-}
-
 TEST_F(AesTest, TransmitterMarksBothChannelsOfAPair) {
-  const struct {
-    AudioTypeArray types;
-    std::uint32_t marks;
-    const char* log;
-  } cases[] = {
-      {{Pcm, Pcm, Pcm, DolbyE}, 0x00C0, "nonPcmSelectArray is c0"},
-      {{Ac3, Pcm, Pcm, Pcm, Pcm, Pcm, Pcm, OtherNonPcm}, 0xC003, "nonPcmSelectArray is c003"},
-      {{}, 0, "nonPcmSelectArray is 0"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.log);
-    board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0xABCF1234);
-    EXPECT_EQ(AccessesOf([&] { tx.OnAudioTypeChange(c.types); }),
-              (std::vector{Loaded(kTxBase, 0xABCF1234), Stored(kTxBase, 0xABCF0000 | c.marks)}));
-    EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{6, c.log}}));
+  for (const auto& [types, marks] :
+       {std::pair(AudioTypeArray{Pcm, Pcm, Pcm, DolbyE}, 0x00C0U), std::pair(AudioTypeArray{}, 0U),
+        std::pair(AudioTypeArray{Ac3, Pcm, Pcm, Pcm, Pcm, Pcm, Pcm, OtherNonPcm}, 0xC003U)}) {
+    txCore.FillWritable(0xA5C3965A);  // neither in reset nor regenerating
+    EXPECT_EQ(AccessesOf([&] { tx.OnAudioTypeChange(types); }),
+              Accesses{W("out_aud_aes_tx.perChannelNonPcm", marks)});
+    EXPECT_EQ(board.log.Messages(6), std::vector{FormatMessage("nonPcmSelectArray is %x", marks)});
   }
-  board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0xFFFDFFFF);
-  EXPECT_EQ(AccessesOf([&] { tx.ResetAndRelease(); }),
-            (std::vector{Loaded(kTxBase, 0xFFFDFFFF), Stored(kTxBase, 0xFFFFFFFF),
-                         Loaded(kTxBase, 0xFFFFFFFF), Stored(kTxBase, 0xFFFDFFFF)}));
-}
-
-TEST_F(AesTest, TransmitterReportsItsMarks) {
-  board.Core<sim::FieldModel>("out_aud_aes_tx").SetWord(0, 0x00018001);
-  std::string report = "old";
-  std::uint8_t more = 1;
-  EXPECT_EQ(AccessesOf([&] { tx.DumpStatus(1, 2, report, &more); }),
-            (std::vector(3, Loaded(kTxBase, 0x00018001))));
-  EXPECT_EQ(more, 0);
-  std::string expected = "Reset is set to 0\nDisable C Bit Regen is set to 1\n";
+  std::string report = "Reset is set to 1\nDisable C Bit Regen is set to 1\n";
   for (int channel = 0; channel < 16; ++channel) {
-    expected += "Channel " + std::to_string(channel) + " is set as [" +
-                (channel == 0 || channel == 15 ? "not PCM" : "PCM") + "]\n";
+    report += FormatMessage("Channel %d is set as [%s]\n", channel,
+                            channel < 2 || channel >= 14 ? "not PCM" : "PCM");
   }
-  EXPECT_EQ(report, expected);
+  EXPECT_EQ(ReportOf(tx), report);
+  tx.ReleaseFromReset();
+  EXPECT_TRUE(ReportOf(tx).starts_with("Reset is set to 0\nDisable C Bit Regen is set to 1\n"));
 }
 
 }  // namespace

@@ -1,134 +1,88 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-
 #include "modules/AudioInputClkGen.h"
 #include "modules/AudioOutputClkGen.h"
 #include "modules/DanteCoreInterface.h"
-#include "sim/Board.h"
 #include "sim/models/AudioInputClkGenModel.h"
 #include "sim/models/AudioOutputClkGenModel.h"
-#include "sim/models/IrqAggregatorModel.h"
-#include "support/Accesses.h"
+#include "support/CoreTest.h"
 
 namespace {
 
-using sim::Loaded;
-using sim::LogRecord;
-using sim::Stored;
-
-constexpr std::uint32_t kInput = 0x1300000;
-constexpr std::uint32_t kOutput = 0x2400000;
-constexpr std::uint32_t kDante = 0x2800000;
-
-class AudioClkGenTest : public testing::Test {
+class AudioClkGenTest : public CoreTest<sim::AudioOutputClkGenModel> {
  protected:
-  bool LineIsRaised() {
-    board.Core<sim::IrqAggregatorModel>("irq_handler")
-        .Store(0x44, 1U << 4);  // line 36: the latched bit goes, a raised line stays
-    return (board.Core<sim::IrqAggregatorModel>("irq_handler").Get("irq_status_32_63") & 1U << 4) !=
-           0;
-  }
+  AudioClkGenTest() : CoreTest("out_aud_clk_gen", kLogInfo) {}
 
-  sim::Board& board = sim::Board::Get();
-  sim::AudioInputClkGenModel& inputModel =
+  Accesses Checked(std::uint32_t failed, std::uint32_t cycle, std::uint32_t phase) const {
+    const Accesses looks{R("clkIsFailed", failed), R("cycleError", cycle), R("phaseError", phase)};
+    const Accesses clears{W("clkIsFailed", 1), W("cycleError", 1), W("phaseError", 1)};
+    return (failed | cycle | phase) != 0 ? looks + clears : looks;
+  }
+  Expected InputR(std::uint32_t pending) const { return R("in_aud_3_clk_gen.irqStatus", pending); }
+
+  sim::AudioInputClkGenModel& inputCore =
       board.Core<sim::AudioInputClkGenModel>("in_aud_3_clk_gen");
-  sim::AudioOutputClkGenModel& outputModel =
-      board.Core<sim::AudioOutputClkGenModel>("out_aud_clk_gen");
-  AudioInputClkGen input{"in_clk_gen", kInput, 0};
-  AudioOutputClkGen output{"out_clk_gen", kOutput, 0, 36};
+  AudioInputClkGen input{"in_aud_3_clk_gen", facts::ModuleOf("in_aud_3_clk_gen").base, 0};
+  AudioOutputClkGen output{name, base, 0, 36};
+  DanteCoreInterface dante{"out_aud_dante", facts::ModuleOf("out_aud_dante").base};
 };
 
-TEST_F(AudioClkGenTest, InputReleaseSwitchesTheOverrideOff) {
-  inputModel.SetWord(0, 0xFFFFBFFF);
-  EXPECT_EQ(AccessesOf([&] { input.ResetAndRelease(); }),
-            (std::vector{Loaded(kInput, 0xFFFFBFFF), Stored(kInput, 0xFFFFFFFF),
-                         Loaded(kInput, 0xFFFFFFFF), Stored(kInput, 0xFFFFBFFF),
-                         Loaded(kInput, 0xFFFFBFFF), Stored(kInput, 0xFFFFBFBF)}));
+TEST_F(AudioClkGenTest, ResetsAndMasks) {
+  FillWithGarbage();
+  inputCore.FillWritable(0xA5C3965A);
+  EXPECT_EQ(
+      AccessesOf([&] {
+        input.ResetAndRelease();
+        input.UnmaskIrq();
+        input.MaskIrq();
+        output.ResetAndRelease();
+        output.UnmaskIrq();
+        output.MaskIrq();
+        dante.ResetAndRelease();
+      }),
+      (Accesses{W("in_aud_3_clk_gen.reset", 1), W("in_aud_3_clk_gen.reset", 0),
+                W("in_aud_3_clk_gen.videoTypeOverride", 0), W("in_aud_3_clk_gen.irqMask", 0),
+                W("in_aud_3_clk_gen.irqMask", 7), W("reset", 1), W("reset", 0), W("irqMask", 0),
+                W("irqMask", 7), W("out_aud_dante.reset", 1), W("out_aud_dante.reset", 0)}));
+  EXPECT_EQ(
+      board.log.WithoutOrigins(),
+      (std::vector<sim::LogRecord>{
+          {6, "Resetting out_aud_clk_gen"}, {6, "Hold In Reset"}, {6, "Release From Reset"}}));
 }
 
 TEST_F(AudioClkGenTest, InputClearsWhatIsPending) {
-  inputModel.SetWord(28, 0xFFFFFFF8);
-  inputModel.SetWord(32, 0xFFFFFFF8);
-  EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }), (std::vector{Loaded(kInput + 32, 0xFFFFFFF8)}));
-  inputModel.RaiseIrq(5);
+  EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }), Accesses{InputR(0)});
+  inputCore.RaiseIrq(5);
   EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }),
-            (std::vector{Loaded(kInput + 32, 0xFFFFFFFD), Loaded(kInput + 28, 0xFFFFFFF8),
-                         Stored(kInput + 28, 0xFFFFFFFD)}));
-  EXPECT_EQ(inputModel.Get("irqStatus"), 0U);
-}
-
-TEST_F(AudioClkGenTest, MasksAreThreeBitsWide) {
-  EXPECT_EQ(AccessesOf([&] {
-              input.UnmaskIrq();
-              input.MaskIrq();
-              output.UnmaskIrq();
-              output.MaskIrq();
-            }),
-            (std::vector{Loaded(kInput + 24, 7), Stored(kInput + 24, 0), Loaded(kInput + 24, 0),
-                         Stored(kInput + 24, 7), Loaded(kOutput + 4, 7), Stored(kOutput + 4, 0),
-                         Loaded(kOutput + 4, 0), Stored(kOutput + 4, 7)}));
+            (Accesses{InputR(5), W("in_aud_3_clk_gen.irqClr", 5)}));
+  EXPECT_EQ(AccessesOf([&] { input.HandleIrq(); }), Accesses{InputR(0)});
 }
 
 TEST_F(AudioClkGenTest, ErrorsAreToldAndAllFlagsCleared) {
   output.ReleaseFromReset();
-  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(output.CheckErrors()); }),
-            (std::vector(3, Loaded(kOutput, 0))));
-  EXPECT_TRUE(board.log.All().empty());
-
-  outputModel.SetErrors(sim::AudioOutputClkGenModel::kPhaseError);
-  outputModel.SetErrors(0);
-  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(output.CheckErrors()); }),
-            (std::vector{Loaded(kOutput, 1), Loaded(kOutput, 1), Loaded(kOutput, 1),
-                         // the first write carries the flag that was read along, and clears it
-                         Loaded(kOutput, 1), Stored(kOutput, 5), Loaded(kOutput, 0),
-                         Stored(kOutput, 2), Loaded(kOutput, 0), Stored(kOutput, 1)}));
-  EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{6, "Clock phase error"}}));
-
-  outputModel.SetErrors(7);
-  AccessesOf([&] { EXPECT_TRUE(output.CheckErrors()); });
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{
-                {6, "Clock failure"}, {6, "Clock cycle error"}, {6, "Clock phase error"}}));
+  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(output.CheckErrors()); }), Checked(0, 0, 0));
+  core.SetErrors(sim::AudioOutputClkGenModel::kPhaseError);
+  core.SetErrors(0);
+  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(output.CheckErrors()); }), Checked(0, 0, 1));
+  EXPECT_EQ(board.log.Messages(6), std::vector<std::string>{"Clock phase error"});
+  core.SetErrors(7);
+  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(output.CheckErrors()); }), Checked(1, 1, 1));
+  EXPECT_EQ(board.log.Messages(6),
+            (std::vector<std::string>{"Clock failure", "Clock cycle error", "Clock phase error"}));
   EXPECT_TRUE(output.CheckErrors());  // they last
 }
 
 TEST_F(AudioClkGenTest, OutputInterruptIsClearedBeforeTheErrors) {
   output.ReleaseFromReset();
+  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(output.HandleIrq()); }), Accesses{R("irqStatus", 0)});
+  core.SetErrors(sim::AudioOutputClkGenModel::kClockFailed);
+  core.SetErrors(0);
+  EXPECT_FALSE(LineIsRaised(36));
   output.UnmaskIrq();
-  outputModel.SetWord(8, 0xFFFFFFF8);
-  outputModel.SetWord(12, 0xFFFFFFF8);
-  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(output.HandleIrq()); }),
-            (std::vector{Loaded(kOutput + 12, 0xFFFFFFF8)}));
-
-  outputModel.SetErrors(sim::AudioOutputClkGenModel::kClockFailed);
-  outputModel.SetErrors(0);
-  EXPECT_TRUE(LineIsRaised());
-  EXPECT_EQ(
-      AccessesOf([&] { EXPECT_TRUE(output.HandleIrq()); }),
-      (std::vector{Loaded(kOutput + 12, 0xFFFFFFFC), Loaded(kOutput + 8, 0xFFFFFFF8),
-                   Stored(kOutput + 8, 0xFFFFFFFC), Loaded(kOutput + 8, 0xFFFFFFFC),
-                   Stored(kOutput + 8, 0xFFFFFFF8), Loaded(kOutput, 4), Loaded(kOutput, 4),
-                   Loaded(kOutput, 4), Loaded(kOutput, 4), Stored(kOutput, 4), Loaded(kOutput, 0),
-                   Stored(kOutput, 2), Loaded(kOutput, 0), Stored(kOutput, 1)}));
-  EXPECT_FALSE(LineIsRaised());
-  outputModel.SetErrors(sim::AudioOutputClkGenModel::kCycleError);
+  EXPECT_TRUE(LineIsRaised(output.GetIrqNumber()));
+  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(output.HandleIrq()); }),
+            (Accesses{R("irqStatus", 4), W("irqClr", 4), W("irqClr", 0)}) + Checked(1, 0, 0));
+  EXPECT_FALSE(output.HandleIrq());
+  core.SetErrors(sim::AudioOutputClkGenModel::kCycleError);
   EXPECT_TRUE(output.HandleIrq());  // a later one is seen again
-}
-
-TEST_F(AudioClkGenTest, ResetsAreLogged) {
-  outputModel.SetWord(0, 0xFFFFFFF0);
-  EXPECT_EQ(AccessesOf([&] { output.ResetAndRelease(); }),
-            (std::vector{Loaded(kOutput, 0xFFFFFFF0), Stored(kOutput, 0xFFFFFFF8),
-                         Loaded(kOutput, 0xFFFFFFF8), Stored(kOutput, 0xFFFFFFF0)}));
-  EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{6, "Resetting out_clk_gen"}}));
-
-  DanteCoreInterface dante("dante", kDante);
-  EXPECT_EQ(
-      AccessesOf([&] { dante.ResetAndRelease(); }),
-      (std::vector{Loaded(kDante, 1), Stored(kDante, 1), Loaded(kDante, 1), Stored(kDante, 0)}));
-  EXPECT_EQ(board.log.WithoutOrigins(),
-            (std::vector<LogRecord>{{6, "Hold In Reset"}, {6, "Release From Reset"}}));
 }
 
 }  // namespace

@@ -1,73 +1,54 @@
-#include "modules/AudioDeembedder.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-
-#include "log/Log.h"
-#include "modules/IrqHandler.h"
-#include "sim/Board.h"
+#include "controls/AudioDeembedderDriverControl.h"
 #include "sim/models/AudioDeembedderModel.h"
-#include "support/Accesses.h"
+#include "support/CoreTest.h"
 
 namespace {
 
-using sim::AudioPair;
-using sim::Loaded;
-using sim::LogRecord;
-using sim::Stored;
 using Error = sim::AudioDeembedderModel::Error;
 using Type = AudioChannelInfo::AudioType;
 
-constexpr std::uint32_t kBase = 0xD00000;
-constexpr std::uint32_t kControl = kBase;
-constexpr std::uint32_t kReset = kBase + 0x4;
-constexpr std::uint32_t kPair7 = kBase + 0x24;
-constexpr std::uint32_t kFull = kBase + 0x48;
-constexpr std::uint32_t kOverflow = kBase + 0x4C;
-constexpr std::uint32_t kEmpty = kBase + 0x50;
-constexpr std::uint32_t kUnderflow = kBase + 0x54;
-constexpr std::uint32_t kStatus = kBase + 0x58;
-constexpr std::uint32_t kErrorMask = kBase + 0x6C;
-constexpr std::uint32_t kIrqMask = kBase + 0x70;
-constexpr std::uint32_t kIrqStatus = kBase + 0x74;
-constexpr std::uint32_t kIrqClr = kBase + 0x78;
-constexpr std::uint32_t kPattern = kBase + 0x7C;
-constexpr std::uint32_t kTestFifo = kBase + 0xC0;
 constexpr std::uint32_t k1080i50 = 15;
+constexpr sim::AudioPair kDolbyE{.burstType = 28, .line = 9};
+constexpr sim::AudioPair kAc3{.burstType = 1, .line = 9};
 
-class AudioDeembedderTest : public testing::Test {
+class AudioDeembedderTest : public CoreTest<sim::AudioDeembedderModel> {
  protected:
-  AudioDeembedderTest() { SetLogLevel(kLogDebug); }
+  AudioDeembedderTest() : CoreTest("in_aud_1_deemb") {}
 
-  sim::Board& board = sim::Board::Get();
-  sim::AudioDeembedderModel& core = board.Core<sim::AudioDeembedderModel>("in_aud_1_deemb");
-  AudioDeembedder deembedder{"in_aud_1_deemb", kBase, 0, 13};
+  Accesses LookAt(std::size_t pair, std::uint32_t line, std::uint32_t type) const {
+    return {R("audioStatus"), R(NumberedName("nonpcm_channel_pair_#_line", pair), line),
+            R(NumberedName("nonpcm_channel_pair_#_type", pair), type)};
+  }
+  std::vector<std::string> Results() {
+    std::vector<std::string> lines;
+    deembedder.GetAvSyncResults(lines);
+    return lines;
+  }
+
+  AudioDeembedderDriverControl control{name, base, 0, 13};
+  AudioDeembedder& deembedder = control;
+  const Accesses setup{W("reset", 1),
+                       W("switch_line", 7),
+                       W("fifo_auto_reset", 1),
+                       W("lines_to_wait", 10),
+                       W("avSyncStripeWidthMinus1", 191),
+                       W("avSyncTestLineToSample", 100),
+                       W("reset", 0),
+                       W("sampleErrorMask", 0),
+                       W("deembed_en", 1)};
 };
 
-TEST_F(AudioDeembedderTest, SetupGoesThroughResetAndLeavesTheRestAlone) {
-  core.SetWord(0x00, 0xFFFFFFFE);
-  core.SetWord(0x04, 0xFFFFFFE2);
-  core.SetWord(0x6C, 0xFFFFFFFF);
-  core.SetWord(0x7C, 0xFFEFFFFF);
+TEST_F(AudioDeembedderTest, SetupGoesThroughReset) {
+  FillWithGarbage();
   EXPECT_EQ(AccessesOf([&] { deembedder.ResetAndRelease(); }),
-            (std::vector{Loaded(kReset, 0xFFFFFFE2), Stored(kReset, 0xFFFFFFE3),
-                         Loaded(kReset, 0xFFFFFFE3), Stored(kReset, 0xFFFFFFE2)}));
-  const std::uint64_t loads = board.registers.LoadCount();
-  EXPECT_EQ(
-      StoresOf([&] { deembedder.Setup(5); }),
-      (std::vector{
-          Stored(kReset, 0xFFFFFFE3), Stored(kControl, 0xFFFFFFAE), Stored(kReset, 0xFFFFFFE7),
-          Stored(kReset, 0xFFFFFF47), Stored(kPattern, 0xFFE47FFF), Stored(kPattern, 0xFFE47064),
-          Stored(kReset, 0xFFFFFF46), Stored(kErrorMask, 0), Stored(kControl, 0xFFFFFFAF)}));
-  EXPECT_EQ(board.registers.LoadCount() - loads, 9U);
+            (Accesses{W("reset", 1), W("reset", 0)}));
+  EXPECT_EQ(AccessesOf([&] { deembedder.Setup(k1080i50); }), setup);
   for (const std::uint32_t none : {0U, 33U, 180U, 0xFFFFFFFFU}) {  // no standard has these
-    EXPECT_EQ(StoresOf([&] { deembedder.OnVideoTypeChange(7, none); }),
-              (std::vector{Stored(kReset, 0xFFFFFF47)}));
+    EXPECT_EQ(AccessesOf([&] { deembedder.OnVideoTypeChange(7, none); }), Accesses{W("reset", 1)});
   }
-  deembedder.OnVideoTypeChange(7, k1080i50);
-  EXPECT_EQ(core.Get("switch_line"), 7U);
-  EXPECT_EQ(core.Get("avSyncStripeWidthMinus1"), 191U);
+  deembedder.OnVideoTypeChange(7, 5);
+  EXPECT_EQ(core.Get("switch_line"), 10U);
+  EXPECT_EQ(core.Get("avSyncStripeWidthMinus1"), 71U);
 }
 
 TEST_F(AudioDeembedderTest, TypeNeedsALineAndBothChannels) {
@@ -78,8 +59,6 @@ TEST_F(AudioDeembedderTest, TypeNeedsALineAndBothChannels) {
       {3, 9, 28, Type::DolbyE},     {3, 1, 1, Type::Ac3},          {3, 4095, 16, Type::Eac3},
       {3, 9, 0, Type::OtherNonPcm}, {3, 9, 31, Type::OtherNonPcm}, {3, 0, 28, Type::Pcm},
       {2, 9, 28, Type::Pcm},        {1, 9, 28, Type::Pcm},         {0, 9, 28, Type::Pcm}};
-  deembedder.Setup(k1080i50);
-  core.SetWord(0x58, 0xFFFFFFFF);  // the other pairs' channels are there
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     core.Set("audioStatus", 0xFFCF | c.presence << 4);
@@ -88,178 +67,138 @@ TEST_F(AudioDeembedderTest, TypeNeedsALineAndBothChannels) {
     EXPECT_EQ(deembedder.GetPairType(2), c.type);
     EXPECT_EQ(deembedder.IsPairPcm(2), c.type == Type::Pcm);
   }
-}
-
-TEST_F(AudioDeembedderTest, PairsAbove7ReadPair7) {
   deembedder.Setup(k1080i50);
-  core.Plug(7, {.present = true, .burstType = 1, .line = 9});
-  for (const int pair : {7, 8, 255}) {
-    EXPECT_EQ(AccessesOf([&] {
-                EXPECT_EQ(deembedder.GetPairType(static_cast<std::uint8_t>(pair)), Type::Ac3);
-              }),
-              (std::vector{Loaded(kStatus, 0xC000), Loaded(kPair7, 0x121), Loaded(kPair7, 0x121)}));
-    EXPECT_EQ(board.log.WithoutOrigins(),
-              (std::vector<LogRecord>{{7,
-                                       "in_aud_1_deemb: Deembedder IRQ reported pair 7 as NON-PCM "
-                                       "line was 9 and type was 1"}}));
+  core.Plug(7, kAc3);
+  for (const std::uint8_t pair : std::array<std::uint8_t, 3>{7, 8, 255}) {
+    EXPECT_EQ(AccessesOf([&] { EXPECT_EQ(deembedder.GetPairType(pair), Type::Ac3); }),
+              LookAt(7, 9, 1));
+    EXPECT_EQ(board.log.Messages(7),
+              std::vector<std::string>{"in_aud_1_deemb: Deembedder IRQ reported pair 7 as NON-PCM "
+                                       "line was 9 and type was 1"});
   }
 }
 
-TEST_F(AudioDeembedderTest, InterruptIsClearedAndFlagsAreLookedAt) {
-  EXPECT_EQ(AccessesOf([&] { EXPECT_FALSE(deembedder.HandleIrq()); }),
-            (std::vector{Loaded(kIrqStatus, 0)}));
-  deembedder.Setup(k1080i50);
-  const std::uint32_t control = core.Word(0x04);
-  core.Plug(3, {.present = true, .burstType = 28, .line = 9});
-  EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(deembedder.HandleIrq()); }),
-            (std::vector{Loaded(kIrqStatus, 8), Loaded(kIrqClr, 0), Stored(kIrqClr, 8),
-                         Loaded(kIrqClr, 8), Stored(kIrqClr, 0), Loaded(kOverflow, 0),
-                         Loaded(kUnderflow, 0), Loaded(kEmpty, 0), Loaded(kFull, 0),
-                         Loaded(kReset, control)}));
-  EXPECT_EQ(board.log.WithoutOrigins(), (std::vector<LogRecord>{{7, "Got IRQ with status 8"}}));
-}
-
-TEST_F(AudioDeembedderTest, ErrorsAreClearedLoggedAndRestartOnce) {
+TEST_F(AudioDeembedderTest, InterruptClearsLogsAndRestartsOnce) {
+  const std::array flags{"fifoOverflow", "fifoUnderflow", "fifoEmpty", "fifoFull",
+                         "alignment_err_saved"};
   const struct {
-    std::vector<std::pair<Error, std::uint32_t>> errors;
+    std::array<std::uint32_t, 5> errors;
+    std::uint32_t irq;
+    bool restarts;
     std::vector<std::string> logged;
-    std::vector<sim::RegisterAccess> cleared;  // the core's reset aside
-    std::size_t restarts;
   } cases[] = {
-      {{{Error::kEmpty, 0xFFFF}}, {}, {Stored(kEmpty, 0xFFFF)}, 0},
-      {{{Error::kFull, 0x8001}}, {"in_aud_1_deemb FIFO full 0x8001"}, {Stored(kFull, 0xFFFF)}, 0},
-      {{{Error::kUnderflow, 1}},
-       {"in_aud_1_deemb FIFO underflow 0x1"},
-       {Stored(kUnderflow, 0xFFFF)},
-       1},
-      {{{Error::kAlignment, 2}}, {"in_aud_1_deemb alignment error"}, {Stored(kReset, 0x14C)}, 1},
-      {{{Error::kAlignment, 3},
-        {Error::kFull, 1},
-        {Error::kEmpty, 1},
-        {Error::kUnderflow, 2},
-        {Error::kOverflow, 0xC000}},
-       {"in_aud_1_deemb FIFO overflow 0xc000", "in_aud_1_deemb FIFO underflow 0x2",
-        "in_aud_1_deemb FIFO full 0x1", "in_aud_1_deemb alignment error"},
-       {Stored(kOverflow, 0xFFFF), Stored(kUnderflow, 0xFFFF), Stored(kEmpty, 0xFFFF),
-        Stored(kFull, 0xFFFF), Stored(kReset, 0x14C)},
-       1},
-  };
-  for (const std::uint32_t standard : {k1080i50, 0U}) {
-    deembedder.Setup(standard != 0 ? standard : 180);  // which counts as 0
+      {{0, 0, 0xFFFF, 0, 0}, 0x0400, false, {}},
+      {{0, 0, 0, 0x8001, 0}, 0x0800, false, {"FIFO full 0x8001"}},
+      {{4, 0, 0, 0, 0}, 0x0100, true, {"FIFO overflow 0x4"}},
+      {{0, 1, 0, 0, 0}, 0x0200, true, {"FIFO underflow 0x1"}},
+      {{0, 0, 0, 0, 2}, 0x1000, true, {"alignment error"}},
+      {{0xC000, 2, 1, 1, 3},
+       0x1F00,
+       true,
+       {"FIFO overflow 0xc000", "FIFO underflow 0x2", "FIFO full 0x1", "alignment error"}}};
+  for (const std::uint32_t standard : {k1080i50, 180U}) {  // which counts as 0
+    deembedder.Setup(standard);
     for (const auto& c : cases) {
       SCOPED_TRACE(&c - cases);
-      for (const auto& [error, flags] : c.errors) {
-        core.Raise(error, flags);
+      Accesses expected{R("irqStatus", c.irq), W("irqClr", c.irq), W("irqClr", 0)};
+      for (std::size_t e = 0; e < flags.size(); ++e) {
+        core.Raise(static_cast<Error>(e), c.errors[e]);
+        expected.push_back(R(flags[e], c.errors[e]));
+        if (c.errors[e] != 0) {
+          expected.push_back(W(flags[e], e < 4 ? 0xFFFF : 1));
+        }
       }
-      auto stores = StoresOf([&] { deembedder.CheckErrors(); });
-      EXPECT_EQ(board.log.Messages(6), c.logged);
-      // A set-up takes nine stores; without a standard it is the reset alone.
-      ASSERT_EQ(stores.size(), c.cleared.size() + c.restarts * (standard != 0 ? 9 : 1));
-      stores.resize(c.cleared.size(), Stored(0, 0));
-      for (auto& store : stores) {
-        store.value &= store.address == kReset ? ~1U : ~0U;
+      if (c.restarts) {
+        expected = expected + (standard == k1080i50 ? setup : Accesses{W("reset", 1)});
       }
-      EXPECT_EQ(stores, c.cleared);
-      EXPECT_EQ(core.Get("reset"), standard != 0 ? 0U : 1U);
-      for (const char* flag :
-           {"fifoOverflow", "fifoUnderflow", "fifoEmpty", "fifoFull", "alignment_err_saved"}) {
-        EXPECT_EQ(core.Get(flag), 0U) << flag;
+      std::vector<std::string> logged;
+      for (const std::string& text : c.logged) {
+        logged.push_back("in_aud_1_deemb " + text);
       }
+      EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(deembedder.HandleIrq()); }), expected);
+      EXPECT_EQ(board.log.Messages(6), logged);
+      EXPECT_EQ(board.log.Messages(7), std::vector{FormatMessage("Got IRQ with status %u", c.irq)});
     }
   }
-}
-
-TEST_F(AudioDeembedderTest, FaultThatStaysCostsOneRestartAPoll) {
-  IrqHandlerImpl irqs("irq_handler", 0);
-  int handled = 0;
-  irqs.RegisterHandler(deembedder.GetIrqNumber(),
-                       [&] { handled += deembedder.HandleIrq() ? 1 : 0; });
-  irqs.UnmaskIrq(13);
-  deembedder.Setup(k1080i50);
-  core.Hold(Error::kOverflow, 4);
-  irqs.PollIrq();
-  EXPECT_EQ(handled, 0);  // masked in the core
-  core.SetWord(0x70, 0xFFFFFFFF);
-  EXPECT_EQ(AccessesOf([&] { deembedder.UnmaskIrq(); }),
-            (std::vector{Loaded(kIrqMask, 0xFFFFFFFF), Stored(kIrqMask, 0xFFFFE000)}));
-  for (int polls = 1; polls <= 3; ++polls) {
-    irqs.PollIrq();
-    EXPECT_EQ(handled, polls);
-  }
-  core.Hold(Error::kOverflow, 0);
-  irqs.PollIrq();
-  irqs.PollIrq();
-  EXPECT_EQ(handled, 4);
-  EXPECT_EQ(AccessesOf([&] { deembedder.MaskIrq(); }),
-            (std::vector{Loaded(kIrqMask, 0xFFFFE000), Stored(kIrqMask, 0xFFFFFFFF)}));
-  core.Plug(0, {});
-  irqs.PollIrq();
-  EXPECT_EQ(handled, 4);
+  core.Raise(Error::kFull, 1);
+  EXPECT_FALSE(LineIsRaised(13));
+  EXPECT_EQ(AccessesOf([&] { deembedder.UnmaskIrq(); }), Accesses{W("irqMask", 0)});
+  EXPECT_TRUE(LineIsRaised(deembedder.GetIrqNumber()));
+  EXPECT_EQ(AccessesOf([&] { deembedder.MaskIrq(); }), Accesses{W("irqMask", 0x1FFF)});
 }
 
 TEST_F(AudioDeembedderTest, AlignmentTestIsReadOnceAndCleared) {
-  const std::vector<std::string> nothing(16, "Audio test pattern not detected");
+  std::vector<std::string> expected(16, "Audio test pattern not detected");
   core.SetTestResult(1, 30, 3, 300);
-  std::vector<std::string> lines;
-  deembedder.GetAvSyncResults(lines);  // no standard yet
-  EXPECT_EQ(lines, nothing);
-
+  EXPECT_EQ(Results(), expected);  // no standard yet
   deembedder.Setup(k1080i50);
   core.SetTestResult(0, 30, 3, 480);
   core.SetTestResult(1, 593, 4, 450);
-  core.SetWord(0xB8, 0x0B80201E);  // result 14: value 46, frame 2, line 30
+  core.SetTestResult(14, 30, 2, 46);
   core.SetTestResult(15, 30, 3, 15);
-  auto expected = nothing;
   expected[0] = "Test Pattern Channel: 1 / Audio delay after video: 0.00 ms [3 30]";
   expected[1] = "Test Pattern Channel: 2 / Audio delay after video: 60.02 ms [4 593]";
   expected[14] = "Test Pattern Channel: 15 / Audio delay after video: -40.00 ms [2 30]";
-  lines.clear();
-  const std::uint32_t pattern = core.Word(0x7C);
-  EXPECT_EQ(StoresOf([&] { deembedder.GetAvSyncResults(lines); }),
-            (std::vector{Stored(kPattern, pattern | 0x100000), Stored(kPattern, pattern)}));
-  EXPECT_EQ(lines, expected);
-  lines.clear();
-  deembedder.GetAvSyncResults(lines);
-  EXPECT_EQ(lines, nothing);
-
+  EXPECT_EQ(AccessesOf([&] { EXPECT_EQ(Results(), expected); }).size(), 16U * 3 + 2 * 2);
+  EXPECT_EQ(core.Get("avSyncClearResults"), 0U);
+  EXPECT_EQ(Results(), std::vector(16, expected[15]));
   core.SetTestResult(0, 30, 3, 480);
   deembedder.Setup(0);  // the timing of the last standard stays
-  lines.clear();
-  deembedder.GetAvSyncResults(lines);
-  EXPECT_EQ(lines[0], expected[0]);
+  EXPECT_EQ(Results()[0], expected[0]);
 }
 
 TEST_F(AudioDeembedderTest, FifoOfFramesIsAskedItsWholeDepth) {
   std::vector<std::uint16_t> frames{7};
   EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }),
-            std::vector(256, Loaded(kTestFifo, 0x10000)));
+            Accesses(256, R("avSyncFifoEmpty", 1)));
   core.PushTestFrame(3);
   core.PushTestFrame(0xFFFF);
-  std::vector expected{Loaded(kTestFifo, 0),      Loaded(kTestFifo, 0), Stored(kTestFifo, 0x20000),
-                       Loaded(kTestFifo, 3),      Loaded(kTestFifo, 3), Loaded(kTestFifo, 3),
-                       Stored(kTestFifo, 0x20003)};
-  expected.resize(expected.size() + 1 + 254, Loaded(kTestFifo, 0x1FFFF));
-  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }), expected);
+  Accesses expected;
+  for (const std::uint32_t frame : {3U, 0xFFFFU}) {
+    expected =
+        expected + R("avSyncFifoEmpty", 0) + W("avSyncFifoRd", 1) + R("avSyncFifoFrameNum", frame);
+  }
+  EXPECT_EQ(AccessesOf([&] { deembedder.ReadAvSyncFifo(frames); }),
+            expected + Accesses(254, R("avSyncFifoEmpty", 1)));
   EXPECT_EQ(frames, (std::vector<std::uint16_t>{7, 3, 0xFFFF}));
 }
 
-TEST_F(AudioDeembedderTest, StatusShowsPairs) {
-  deembedder.Setup(k1080i50);
-  core.Plug(0, {});
-  core.Plug(1, {.present = true, .burstType = 28, .line = 9});  // bits 2 and 3
-  std::string report = "old";
-  std::uint8_t more = 1;
-  deembedder.DumpStatus(1, 2, report, &more);
-  EXPECT_EQ(report,
-            "Pair 0 is [present] and reporting [PCM]\n"
-            "Pair 1 is [present] and reporting [not PCM]\n"
-            "Pair 2 is [present] and reporting [PCM]\n"
-            "Pair 3 is [present] and reporting [PCM]\n"
-            "Pair 4 is [not present] and reporting [PCM]\n"
-            "Pair 5 is [not present] and reporting [PCM]\n"
-            "Pair 6 is [not present] and reporting [PCM]\n"
-            "Pair 7 is [not present] and reporting [PCM]\n");
-  EXPECT_EQ(more, 0);
+TEST_F(AudioDeembedderTest, TypesReachBothChannelsOfTheirPair) {
+  std::vector<int> changed;  // channels, in order
+  std::array<ChInfoPtr, 16> infos;
+  for (std::uint8_t c = 0; c < 16; ++c) {
+    infos[c] = std::make_shared<AudioChannelInfo>(Type::Pcm);
+    infos[c]->AddCallback([&changed, c] { changed.push_back(c); }, nullptr);
+    control.SetDestChInfo(c, c == 1 || c == 2 ? nullptr : infos[c]);
+  }
+  control.SetDestChInfo(16, nullptr);
+  EXPECT_EQ(board.log.Messages(4), std::vector<std::string>{"Channel index is out of range"});
+  core.Plug(0, kAc3);
+  core.Plug(1, kDolbyE);
+  core.Plug(2, kDolbyE);
+  control.UpdatePairTypes();  // held in reset
+  EXPECT_TRUE(changed.empty());
+  control.OnVideoTypeChange(0, k1080i50);
+  EXPECT_EQ(infos[4]->GetAudioType(), Type::DolbyE);
+  std::string report;
+  for (const int pair : {0, 1, 2, 3, 4, 5, 6, 7}) {  // as many present as there are channels
+    report += FormatMessage("Pair %d is [%s] and reporting [%s]\n", pair,
+                            pair < 6 ? "present" : "not present", pair < 3 ? "not PCM" : "PCM");
+  }
+  EXPECT_EQ(ReportOf(deembedder), report);
+  control.HandleIrq();
+  EXPECT_EQ(changed, (std::vector{4, 5}));
+  core.Plug(2, {});
+  core.Plug(7, {.burstType = 3, .line = 9});
+  EXPECT_EQ(changed.size(), 2U);
+  control.HandleIrq();
+  EXPECT_EQ(changed, (std::vector{4, 5, 4, 5, 14, 15}));
+  EXPECT_EQ(infos[4]->GetAudioType(), Type::Pcm);
+  EXPECT_EQ(infos[15]->GetAudioType(), Type::OtherNonPcm);
+  core.Set("nonpcm_channel_pair_7_line", 0);
+  EXPECT_EQ(AccessesOf([&] { control.HandleIrq(); }), Accesses{R("irqStatus", 0)});
+  control.OnVideoTypeChange(0, 0);
+  EXPECT_EQ(changed.size(), 8U);
 }
 
 }  // namespace

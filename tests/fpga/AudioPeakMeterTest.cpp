@@ -1,189 +1,125 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-
 #include "controls/AudioPeakMeterControl.h"
-#include "sim/Board.h"
 #include "sim/models/AudioPeakMeterModel.h"
-#include "support/Accesses.h"
+#include "support/CoreTest.h"
 
 namespace {
 
-using sim::Loaded;
-using sim::LogRecord;
-using sim::Stored;
-
-constexpr std::uint32_t kInput = 0x2E00000;
-constexpr std::uint32_t kOutput = 0x2F00000;
 constexpr std::uint32_t kFullScale = 8388607;
 
-class AudioPeakMeterTest : public testing::Test {
+class AudioPeakMeterTest : public CoreTest<sim::AudioPeakMeterModel> {
  protected:
-  sim::Board& board = sim::Board::Get();
-  sim::AudioPeakMeterModel& inputModel =
-      board.Core<sim::AudioPeakMeterModel>("in_aud_3_peak_meters");
-  sim::AudioPeakMeterModel& outputModel =
-      board.Core<sim::AudioPeakMeterModel>("out_aud_peak_meters");
-  AudioPeakMeterControl input{"in_peak_meters", kInput, 3, 46, 1};
-  AudioPeakMeterControl output{"out_peak_meters", kOutput, 4, 47, 2};
+  AudioPeakMeterTest() : CoreTest("out_aud_peak_meters") { meter.ReleaseFromReset(); }
+
+  // Reads of peaks that are all alike.
+  Accesses Peaks(std::size_t channels, std::uint32_t peak) const {
+    return Accesses(channels, R("peak_data", peak));
+  }
+
+  AudioPeakMeterControl meter{name, base, 4, 47, 1};  // one link, until it asks the core
   std::vector<std::uint32_t> peaks{1, 2, 3};
   std::vector<std::int16_t> meters{1, 2, 3};
 };
 
 TEST_F(AudioPeakMeterTest, EachReadGivesTheNextPeakOfTheFullBank) {
-  output.ResetAndRelease();
-  output.ReadNumLinks();
+  meter.ReadNumLinks();
   for (std::uint32_t channel = 0; channel < 64; ++channel) {
-    outputModel.SetLevel(channel, channel + 100);
+    core.SetLevel(channel, channel + 100);
   }
-  outputModel.SetLevel(63, 5);
-  outputModel.SetWord(4, 0xFFFFFFFF);  // each later peak keeps what lies beside it
-  std::vector<std::uint32_t> expected{kFullScale};
-  expected.resize(64, 0);  // still being measured
-  output.ReadPeaks(peaks);
-  EXPECT_EQ(peaks, expected);
-  output.SwitchBank();
-  for (const std::uint32_t last : {163U, 163U}) {  // a second reading starts anew
-    output.ReadPeaks(peaks);
+  core.SetLevel(63, 5);
+  meter.ReadPeaks(peaks);
+  EXPECT_EQ(peaks, std::vector<std::uint32_t>(64, 0));  // still being measured
+  EXPECT_EQ(AccessesOf([&] { meter.SwitchBank(); }), Accesses{W("switch_bank", 1)});
+  for (int reading = 0; reading < 2; ++reading) {  // the second one starts anew
+    meter.ReadPeaks(peaks);
     ASSERT_EQ(peaks.size(), 64U);
     EXPECT_EQ(peaks[0], 100U);
     EXPECT_EQ(peaks[31], 131U);
-    EXPECT_EQ(peaks[63], last);
+    EXPECT_EQ(peaks[63], 163U);
   }
-  output.SwitchBank();
-  output.ReadPeaks(peaks);
+  meter.SwitchBank();
+  meter.ReadPeaks(peaks);
   EXPECT_EQ(peaks[63], 5U);
 }
 
-TEST_F(AudioPeakMeterTest, NothingIsReadInReset) {
-  EXPECT_EQ(AccessesOf([&] { input.ReadPeaks(peaks); }), (std::vector{Loaded(kInput, 2)}));
+TEST_F(AudioPeakMeterTest, NothingIsReadInResetOrWithoutLinks) {
+  EXPECT_EQ(AccessesOf([&] { meter.ResetAndRelease(); }), (Accesses{W("reset", 1), W("reset", 0)}));
+  meter.HoldInReset();
+  EXPECT_EQ(AccessesOf([&] { meter.ReadPeaks(peaks); }), Accesses{R("reset", 1)});
   EXPECT_EQ(peaks, std::vector<std::uint32_t>(16, 0));
-  inputModel.SetWord(0, 0xFFFFFFFC);
-  EXPECT_EQ(AccessesOf([&] {
-              input.ResetAndRelease();
-              input.SwitchBank();
-            }),
-            (std::vector{Loaded(kInput, 0xFFFFFFFC), Stored(kInput, 0xFFFFFFFE),
-                         Loaded(kInput, 0xFFFFFFFE), Stored(kInput, 0xFFFFFFFC),
-                         Loaded(kInput, 0xFFFFFFFC), Stored(kInput, 0xFFFFFFFD)}));
-}
-
-TEST_F(AudioPeakMeterTest, LinksAreAsManyAsTheCoreSays) {
-  input.ReleaseFromReset();
-  inputModel.SetWord(8, 0xFFFFFF00);  // none
-  input.ReadNumLinks();
-  EXPECT_EQ(AccessesOf([&] { input.ReadPeaks(peaks); }), (std::vector{Loaded(kInput, 0)}));
-  EXPECT_TRUE(peaks.empty());
-  inputModel.SetWord(8, 0xFFFFFFFF);
-  input.ReadNumLinks();
-  input.ReadPeaks(peaks);
-  EXPECT_EQ(peaks.size(), 255U * 16);
-  sim::AudioPeakMeterModel none(board.mutex, 0);
-  none.Store(0, 1);
-  EXPECT_EQ(none.Load(4), 0U);
-
+  meter.ReleaseFromReset();
+  for (const std::uint32_t links : {255U, 0U}) {
+    core.Set("num_audio_links", links);
+    meter.ReadNumLinks();
+    EXPECT_EQ(AccessesOf([&] { meter.ReadPeaks(peaks); }),
+              Accesses{R("reset", 0)} + Peaks(links * 16, 0));
+    EXPECT_EQ(peaks.size(), links * 16);
+  }
   AudioPeakMeter outside("outside", 0x4000000, 0, 3);
   outside.ReadNumLinks();
   EXPECT_EQ(outside.GetNumLinks(), 3U);
 }
 
+// Less than one step stays, and the factor is one of single precision.
 TEST_F(AudioPeakMeterTest, LevelsMoveMostOfTheWay) {
-  const struct {
-    std::int32_t level, peak, next;
-  } cases[] = {{1000, 2000, 1750},
-               {2000, 1000, 1150},
-               {1234, 1234, 1234},
-               {0, 1, 0},
-               {0, 3, 2},
-               {1, 0, 1},  // less than one step: it stays
-               {10, 0, 2},
-               {0, 8388607, 6291455},
-               {8388607, 0, 1258291},  // the factor in single precision
-               {1000, -1, 150},
-               {INT32_MIN, INT32_MAX, 1073741824},
-               {INT32_MAX, INT32_MIN, -1503238657}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(audio_meter::Smooth(c.level, c.peak), c.next) << c.level << " to " << c.peak;
+  const std::array<std::int32_t, 3> cases[] = {{1000, 2000, 1750},
+                                               {2000, 1000, 1150},
+                                               {0, 1, 0},
+                                               {0, 3, 2},
+                                               {1, 0, 1},
+                                               {10, 0, 2},
+                                               {8388607, 0, 1258291},
+                                               {1000, -1, 150},
+                                               {INT32_MIN, INT32_MAX, 1073741824},
+                                               {INT32_MAX, INT32_MIN, -1503238657}};
+  for (const auto& [level, peak, next] : cases) {
+    EXPECT_EQ(audio_meter::Smooth(level, peak), next) << level << " to " << peak;
   }
 }
 
+// Just below and above -42 and -38 dB, and above -23 by less than single precision tells.
 TEST_F(AudioPeakMeterTest, ReadingsAreLiftedDecibelsOfFullScale) {
-  const struct {
-    std::uint32_t level;
-    int reading;
-  } cases[] = {
-      {0, -40},        {66633, -40},   // just below -42 dB
-      {66634, -39},                    // just above
-      {105606, -36},                   // just below -38
-      {105607, -35},   {593868, -20},  // above -23 by less than single precision tells
-      {4194304, -4},                   // -6.02
-      {6663298, 0},                    // -2.0, and above there is no room
-      {kFullScale, 0}, {0xFFFFFFFF, 0},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(audio_meter::ReadingOf(c.level), c.reading) << c.level;
+  const std::pair<std::uint32_t, int> cases[] = {
+      {0, -40},      {66633, -40},  {66634, -39}, {105606, -36},   {105607, -35},
+      {593868, -20}, {4194304, -4}, {6663298, 0}, {kFullScale, 0}, {0xFFFFFFFF, 0}};
+  for (const auto& [level, reading] : cases) {
+    EXPECT_EQ(audio_meter::ReadingOf(level), reading) << level;
   }
 }
 
 TEST_F(AudioPeakMeterTest, MetersNeedTheirLevels) {
-  input.ReleaseFromReset();
-  const auto expectRefusal = [&](std::size_t links) {
-    meters = {1, 2, 3};
-    std::vector<sim::RegisterAccess> expected{Loaded(kInput, 0)};
-    expected.resize(1 + links * 16, Loaded(kInput + 4, 0));  // and no bank is switched
-    EXPECT_EQ(AccessesOf([&] { input.UpdateMeters(meters); }), expected);
+  for (const std::uint32_t links : {1U, 2U}) {  // there are no levels yet, then those of 4 links
+    EXPECT_EQ(AccessesOf([&] { meter.UpdateMeters(meters); }),
+              Accesses{R("reset", 0)} + Peaks(links * 16, 0));  // and no bank is switched
     EXPECT_TRUE(meters.empty());
-    EXPECT_EQ(board.log.WithoutOrigins(),
-              (std::vector<LogRecord>{
-                  {4, "Audio peak meter vector sizes differ. This should not occur!"}}));
-  };
-  expectRefusal(1);  // there are none yet
-  input.Initialize();
-  for (const std::uint32_t links : {2U, 0U}) {  // the core says something else now
-    inputModel.SetWord(8, links);
-    input.ReadNumLinks();
-    expectRefusal(links);
+    EXPECT_EQ(
+        board.log.Messages(4),
+        std::vector<std::string>{"Audio peak meter vector sizes differ. This should not occur!"});
+    meter.Initialize();
+    core.Set("num_audio_links", 2);
+    meter.ReadNumLinks();
+    meters = {1, 2, 3};
   }
-  input.Initialize();
-  input.UpdateMeters(meters);
-  EXPECT_TRUE(meters.empty());
-
-  // As many as the core says, whatever the object was built with.
-  output.ReleaseFromReset();
-  output.Initialize();
-  EXPECT_EQ(output.GetNumLinks(), 4U);
-  const std::vector<sim::RegisterAccess> accesses =
-      AccessesOf([&] { output.UpdateMeters(meters); });
-  EXPECT_EQ(accesses.size(), 1U + 64 + 2);
-  EXPECT_EQ(accesses.back(), Stored(kOutput, 1));
-  EXPECT_EQ(meters, std::vector<std::int16_t>(64, -40));
-  EXPECT_TRUE(board.log.All().empty());
 }
 
 TEST_F(AudioPeakMeterTest, MetersFollowThePeaksBetweenUpdates) {
-  input.ReleaseFromReset();
-  input.Initialize();
-  inputModel.SetLevel(0, kFullScale);
-  inputModel.SetLevel(15, kFullScale);
-  inputModel.SetLevel(15, 0);  // a moment only
-  input.UpdateMeters(meters);
-  EXPECT_EQ(meters, std::vector<std::int16_t>(16, -40));
-
-  std::vector<sim::RegisterAccess> expected{Loaded(kInput, 0), Loaded(kInput + 4, kFullScale)};
-  expected.resize(16, Loaded(kInput + 4, 0));
-  expected.insert(expected.end(),
-                  {Loaded(kInput + 4, kFullScale), Loaded(kInput, 0), Stored(kInput, 1)});
-  EXPECT_EQ(AccessesOf([&] { input.UpdateMeters(meters); }), expected);
-  ASSERT_EQ(meters.size(), 16U);
-  EXPECT_EQ(meters[0], 0);  // 75 %: -2.5 dB
-  EXPECT_EQ(meters[1], -40);
-  EXPECT_EQ(meters[15], 0);
-  input.UpdateMeters(meters);
-  EXPECT_EQ(meters[0], 0);
-  EXPECT_EQ(meters[15], -16);  // 15 % of 75 %: -18.98 dB
-  input.Initialize();
-  input.UpdateMeters(meters);
-  EXPECT_EQ(meters[15], -40);
+  meter.Initialize();
+  core.SetLevel(0, kFullScale);
+  core.SetLevel(63, kFullScale);
+  core.SetLevel(63, 0);  // a moment only
+  meter.UpdateMeters(meters);
+  EXPECT_EQ(meters, std::vector<std::int16_t>(64, -40));
+  EXPECT_EQ(AccessesOf([&] { meter.UpdateMeters(meters); }),
+            Accesses{R("reset", 0)} + Peaks(1, kFullScale) + Peaks(62, 0) + Peaks(1, kFullScale) +
+                W("switch_bank", 1));
+  std::vector<std::int16_t> expected(64, -40);
+  expected[0] = expected[63] = 0;  // 75 %: -2.5 dB
+  EXPECT_EQ(meters, expected);
+  meter.UpdateMeters(meters);
+  expected[63] = -16;  // 15 % of 75 %: -18.98 dB
+  EXPECT_EQ(meters, expected);
+  meter.Initialize();
+  meter.UpdateMeters(meters);
+  EXPECT_EQ(meters[63], -40);
 }
 
 }  // namespace

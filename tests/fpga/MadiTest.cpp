@@ -1,124 +1,95 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-
 #include "modules/MadiRx.h"
 #include "modules/MadiTx.h"
-#include "sim/Board.h"
 #include "sim/models/MadiModel.h"
-#include "support/Accesses.h"
+#include "support/CoreTest.h"
 
 namespace {
 
 using enum AudioChannelInfo::AudioType;
-using sim::Loaded;
-using sim::Stored;
 
-constexpr std::uint32_t kBase = 0x2600000;
-
-class MadiTest : public testing::Test {
+class MadiTest : public CoreTest<sim::MadiModel> {
  protected:
-  struct Status {
-    bool ok, rateOk;
-    friend bool operator==(const Status&, const Status&) = default;
-  };
-  Status GetStatus() {
-    Status status{true, true};
-    rx.GetMadiRxStatus(&status.ok, &status.rateOk);
+  MadiTest() : CoreTest("out_aud_madi_tx") {}
+
+  // Whether the link is good, and its rate.
+  std::pair<bool, bool> GetStatus() {
+    std::pair status{true, true};
+    rx.GetMadiRxStatus(&status.first, &status.second);
     return status;
   }
+  Accesses TakeErrors(std::uint32_t errors) const {
+    return {R("out_aud_madi_rx.rxStatus", errors), WAlone("out_aud_madi_rx.rxStatus", errors)};
+  }
 
-  sim::Board& board = sim::Board::Get();
-  sim::MadiModel& model = board.Core<sim::MadiModel>("out_aud_madi_rx");
-  MadiRxImpl rx{"madi_rx", kBase, 0};
-  MadiTxImpl tx{"madi_tx", kBase, 0};
+  MadiRxImpl rx{"out_aud_madi_rx", base, 0};
+  MadiTxImpl tx{name, base, 0};
 };
 
 TEST_F(MadiTest, RateIsRightWithinFiveSamples) {
   rx.ReleaseFromReset();
-  const struct {
-    std::uint32_t count;
-    bool rateOk;
-  } cases[] = {{6399994, false}, {6399995, true}, {6400000, true},  {6400005, true},
-               {6400006, false}, {0, false},      {0xFFFFFF, false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.count);
-    model.Plug(c.count);
-    model.Set("rxStatus", 0);
-    const std::uint32_t word = c.count << 8 | 5;
-    model.SetWord(0, word);  // the transmitter's status counts for nothing
-    EXPECT_EQ(AccessesOf([&] {
-                EXPECT_EQ(GetStatus(), (Status{true, c.rateOk}));
-              }),
-              (std::vector{Loaded(kBase, word), Stored(kBase, 0), Loaded(kBase, word)}));
+  core.Set("txStatus", 5);  // counts for nothing
+  for (const auto& [count, rateOk] :
+       {std::pair(6399994U, false), std::pair(6399995U, true), std::pair(6400005U, true),
+        std::pair(6400006U, false), std::pair(0U, false), std::pair(0xFFFFFFU, false)}) {
+    core.Plug(count);
+    core.Set("rxStatus", 0);
+    EXPECT_EQ(AccessesOf([&] { EXPECT_EQ(GetStatus(), std::pair(true, rateOk)); }),
+              TakeErrors(0) + R("out_aud_madi_rx.rxSampleCount", count));
   }
 }
 
 TEST_F(MadiTest, ErrorsAreClearedByWritingThemBack) {
+  constexpr std::pair kBad(false, false);
+  constexpr std::pair kGood(true, true);
   rx.ReleaseFromReset();
-  EXPECT_EQ(GetStatus(), (Status{false, false}));  // nothing plugged in
-  model.Plug();
-  EXPECT_EQ(GetStatus(), (Status{false, false}));  // told of the time before
-  EXPECT_EQ(GetStatus(), (Status{true, true}));
-  model.SetErrors(0xA);
-  model.SetErrors(0);
-  EXPECT_EQ(AccessesOf([&] {
-              EXPECT_EQ(GetStatus(), (Status{false, false}));
-            }),
-            (std::vector{Loaded(kBase, 6400000U << 8 | 0xA0), Stored(kBase, 0xA0)}));
-  EXPECT_EQ(GetStatus(), (Status{true, true}));
-  model.SetErrors(8);  // one that lasts comes back
-  EXPECT_EQ(GetStatus(), (Status{false, false}));
-  EXPECT_EQ(GetStatus(), (Status{false, false}));
-}
-
-TEST_F(MadiTest, ReceiverAndTransmitterShareTheirReset) {
-  model.SetWord(4, 0xFFFFFFFE);
-  const std::vector expected{Loaded(kBase + 4, 0xFFFFFFFE), Stored(kBase + 4, 0xFFFFFFFF),
-                             Loaded(kBase + 4, 0xFFFFFFFF), Stored(kBase + 4, 0xFFFFFFFE)};
-  EXPECT_EQ(AccessesOf([&] { rx.ResetAndRelease(); }), expected);
-  EXPECT_EQ(AccessesOf([&] { tx.ResetAndRelease(); }), expected);
-  tx.HoldInReset();
-  std::string report = "old";
-  std::uint8_t more = 1;
-  rx.DumpStatus(0, 0, report, &more);
-  EXPECT_EQ(report, "Reset is set to 1\n");
-  EXPECT_EQ(more, 0);
+  EXPECT_EQ(GetStatus(), kBad);  // nothing plugged in
+  core.Plug();
+  EXPECT_EQ(GetStatus(), kBad);  // told of the time before
+  EXPECT_EQ(GetStatus(), kGood);
+  core.SetErrors(0xA);
+  core.SetErrors(0);
+  EXPECT_EQ(AccessesOf([&] { EXPECT_EQ(GetStatus(), kBad); }), TakeErrors(0xA));
+  EXPECT_EQ(GetStatus(), kGood);
+  core.SetErrors(8);  // one that lasts comes back
+  EXPECT_EQ(GetStatus(), kBad);
+  EXPECT_EQ(GetStatus(), kBad);
+  core.SetErrors(0);
+  core.Unplug();
+  EXPECT_EQ(GetStatus(), kBad);
 }
 
 TEST_F(MadiTest, TransmitterMarksPairsOfFourLinks) {
   MadiAudioTypeArray ends{};
   ends[3][7] = DolbyE;
   MadiAudioTypeArray mixed{};
-  mixed[0][0] = Ac3;
-  mixed[0][7] = OtherNonPcm;
+  mixed[0] = {Ac3, Pcm, Pcm, Pcm, Pcm, Pcm, Pcm, OtherNonPcm};
   mixed[1][1] = Eac3;
   mixed[2][4] = DolbyE;
-  const struct {
-    MadiAudioTypeArray types;
-    std::uint32_t first, second;
-  } cases[] = {{ends, 0, 0xC0000000}, {mixed, 0x000CC003, 0x00000300}, {{}, 0, 0}};
-  for (const auto& c : cases) {
-    model.SetWord(8, 0x12345678);
-    model.SetWord(12, 0x9ABCDEF0);
-    EXPECT_EQ(AccessesOf([&] { tx.OnAudioTypeChange(c.types); }),
-              (std::vector{Loaded(kBase + 8, 0x12345678), Stored(kBase + 8, c.first),
-                           Loaded(kBase + 12, 0x9ABCDEF0), Stored(kBase + 12, c.second)}));
+  for (const auto& [types, first, second] :
+       {std::tuple(MadiAudioTypeArray{}, 0U, 0U), std::tuple(ends, 0U, 0xC0000000U),
+        std::tuple(mixed, 0x000CC003U, 0x00000300U)}) {
+    FillWithGarbage();
+    EXPECT_EQ(AccessesOf([&] { tx.OnAudioTypeChange(types); }),
+              (Accesses{W("nonPcmChannels1To32", first), W("nonPcmChannels33To64", second)}));
   }
 }
 
-TEST_F(MadiTest, TransmitterReportsItsMarks) {
-  model.SetWord(8, 0xC003);
-  model.SetWord(12, 0xF0000000);
-  std::string report = "old";
-  std::uint8_t more = 1;
-  EXPECT_EQ(AccessesOf([&] { tx.DumpStatus(0, 0, report, &more); }),
-            (std::vector{Loaded(kBase + 8, 0xC003), Loaded(kBase + 12, 0xF0000000),
-                         Loaded(kBase + 4, 1)}));
-  EXPECT_EQ(report,
-            "Reset is set to 1\nnonPcmChannels1To32: 0x0000c003d\n"
-            "nonPcmChannels33To64: 0xf0000000d\n");
-  EXPECT_EQ(more, 0);
+TEST_F(MadiTest, BothShareTheResetAndReportIt) {
+  EXPECT_EQ(AccessesOf([&] {
+              rx.ResetAndRelease();
+              tx.ResetAndRelease();
+            }),
+            (Accesses{W("reset", 1), W("reset", 0), W("reset", 1), W("reset", 0)}));
+  core.Set("nonPcmChannels1To32", 0xC003);
+  core.Set("nonPcmChannels33To64", 0xF0000000);
+  tx.HoldInReset();
+  EXPECT_EQ(ReportOf(rx), "Reset is set to 1\n");
+  EXPECT_EQ(AccessesOf([&] {
+              EXPECT_EQ(ReportOf(tx),
+                        "Reset is set to 1\nnonPcmChannels1To32: 0x0000c003d\n"
+                        "nonPcmChannels33To64: 0xf0000000d\n");
+            }),
+            (Accesses{R("nonPcmChannels1To32"), R("nonPcmChannels33To64"), R("reset")}));
 }
 
 }  // namespace

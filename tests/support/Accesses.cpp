@@ -25,6 +25,16 @@ Expected::Expected(const RegisterAccess& raw)
     : kind(Kind::kRaw), address(raw.address), bits(raw.value), rawKind(raw.kind) {
 }
 
+Accesses operator+(Accesses first, const Accesses& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+Accesses operator+(Accesses first, const Expected& second) {
+  first.push_back(second);
+  return first;
+}
+
 namespace {
 
 bool Matches(const Expected& access, const Trace& trace, std::size_t& at) {

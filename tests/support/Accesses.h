@@ -32,6 +32,10 @@ struct Expected {
 
 using Accesses = std::vector<Expected>;
 
+/// One after the other.
+Accesses operator+(Accesses first, const Accesses& second);
+Accesses operator+(Accesses first, const Expected& second);
+
 /// What a driver did: each load and store, in order.
 struct Trace : std::vector<sim::RegisterAccess> {
   using std::vector<sim::RegisterAccess>::vector;

@@ -11,6 +11,16 @@
 #include "support/Accesses.h"
 #include "support/RegisterFacts.h"
 
+/// What a driver's DumpStatus reports. Its two numbers make no difference and there is never more.
+template <typename Driver>
+std::string ReportOf(Driver& driver) {
+  std::string report = "old";
+  std::uint8_t more = 1;
+  driver.DumpStatus(1, 2, report, &more);
+  EXPECT_EQ(more, 0);
+  return report;
+}
+
 /// The fixture of a driver's test: the simulated board, the model of the driver's core, and the
 /// notation for its accesses. The driver itself is a member of the derived fixture.
 template <typename Model>
@@ -32,6 +42,14 @@ class CoreTest : public testing::Test {
   /// A load of a field's word, and what the field must hold in it.
   Expected R(std::string_view field, std::optional<std::uint32_t> value = std::nullopt) const {
     return {Expected::Kind::kRead, name, field, value};
+  }
+
+  /// Whether an interrupt line, 0 to 63, has reached the aggregator since it was last cleared
+  /// there.
+  bool LineIsRaised(std::uint64_t irq) const {
+    const char* const lines = irq < 32 ? "irq_status_0_31" : "irq_status_32_63";
+    const auto latched = board.registers.Load(facts::PlaceOf("irq_handler", lines).address);
+    return (latched >> irq % 32 & 1) != 0;
   }
 
   /// Fills all bits that hold what is written with garbage, so that a write that touches its
