@@ -50,7 +50,7 @@ TEST_F(AesTest, InterruptIsServedOnceInTwoSeconds) {
   }
   EXPECT_EQ(AccessesOf([&] { EXPECT_TRUE(driver.HandleIrq()); }),
             served + W("irqClr", 1) + W("irqClr", 0));
-  EXPECT_EQ(board.log.Messages(7), std::vector<std::string>{"Got IRQ with status 1"});
+  EXPECT_EQ(board.log.Messages(7), Texts{"Got IRQ with status 1"});
 
   core.Plug(7, kDolbyE);  // latched: the first one's clearing has ended
   board.clock.Advance(1999999us);
@@ -76,7 +76,6 @@ TEST_F(AesTest, PairTypeFollowsBurstAndLock) {
                {3, 0, 28, 1, Pcm},    {4, 1, 28, 0, Pcm},        {5, 1, 2, 1, OtherNonPcm},
                {7, 1, 28, 1, DolbyE}, {8, 1, 0, 1, OtherNonPcm}, {255, 1, 1, 1, Ac3}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(int{c.pair});
     const std::size_t pair = std::min<std::size_t>(c.pair, 7);
     core.FieldModel::Set(NumberedName("nonPcmPair#", pair), c.nonPcm);
     core.FieldModel::Set(NumberedName("nonPcmDolbyType#", pair), c.burst);
@@ -121,7 +120,7 @@ TEST_F(AesTest, ChannelsThatAreEnabledFollowTheReceiver) {
   board.log.Clear();
   rx.SetUpdateEnable(16, 0);
   rx.SetDestChInfo(16, nullptr);
-  EXPECT_EQ(board.log.Messages(4), std::vector<std::string>{"Channel index is out of range"});
+  EXPECT_EQ(board.log.Messages(4), Texts{"Channel index is out of range"});
 
   rx.ReleaseFromReset();
   for (const std::uint32_t line : {0U, 2U, 4U, 6U, 7U}) {

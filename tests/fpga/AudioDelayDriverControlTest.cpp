@@ -10,50 +10,38 @@ namespace {
 
 using enum AudioChannelInfo::AudioType;
 using std::chrono::seconds;
-using Texts = std::vector<std::string>;
 
 TEST(AudioDelayDecision, DriftIsCorrectedByItsSize) {
-  using audio_delay::DriftCorrection;
-  using enum DriftCorrection::Action;
-  const struct {
-    int delta;
-    DriftCorrection::Action action;
-    bool grow;
-    std::uint32_t samples;
-  } cases[] = {{0, kNone, false, 0},
-               {10, kNone, false, 0},
-               {-10, kNone, false, 0},
-               {11, kAdjust, true, 11715},
-               {-11, kAdjust, false, 11209},
-               {2000, kAdjust, true, 2130000},
-               {-2000, kAdjust, false, 2038000},
-               {2001, kRestart, false, 0},
-               {-2001, kRestart, false, 0},
-               {INT32_MIN, kRestart, false, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(audio_delay::CorrectDrift(c.delta), (DriftCorrection{c.action, c.grow, c.samples}));
-  }
+  using audio_delay::CorrectDrift;
+  using Correction = audio_delay::DriftCorrection;
+  constexpr Correction kRestart{Correction::Action::kRestart};
+  const auto adjust = [](bool grow, std::uint32_t samples) {
+    return Correction{Correction::Action::kAdjust, grow, samples};
+  };
+  EXPECT_EQ(CorrectDrift(10), Correction{});
+  EXPECT_EQ(CorrectDrift(-10), Correction{});
+  EXPECT_EQ(CorrectDrift(11), adjust(true, 11715));
+  EXPECT_EQ(CorrectDrift(-11), adjust(false, 11209));
+  EXPECT_EQ(CorrectDrift(2000), adjust(true, 2130000));
+  EXPECT_EQ(CorrectDrift(-2000), adjust(false, 2038000));
+  EXPECT_EQ(CorrectDrift(2001), kRestart);
+  EXPECT_EQ(CorrectDrift(-2001), kRestart);
+  EXPECT_EQ(CorrectDrift(INT32_MIN), kRestart);
 }
 
-// A shift may not leave 1.34 ms or less, which as a float is a bit more, nor reach the end of the
-// ring at 5461 ms. Shifts out of their range take the same way.
 TEST(AudioDelayDecision, DolbyETakesTheSmallerShiftThatFits) {
-  const struct {
-    float current, advance, retard, shift;
-  } cases[] = {{20, 5, 28, -5},
-               {5.5F, 5, 28, 28},
-               {40, 28, 5, 5},
-               {40, 16, 16, 16},
-               {1.34F + 0.25F, 0.25F, 28, -0.25F},
-               {6.335F, 5, 28, 28},
-               {5433, 30, 28, -30},
-               {5432.9F, 30, 28, 28},
-               {100, 40, -7, -7},
-               {20, -3, 36, 3}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(audio_delay::DolbyEShift(c.current, c.advance, c.retard, 5461), c.shift)
-        << c.current << " " << c.advance;
-  }
+  const auto shift = [](float current, float advance, float retard) {
+    return audio_delay::DolbyEShift(current, advance, retard, 5461);
+  };
+  EXPECT_EQ(shift(20, 5, 28), -5);
+  EXPECT_EQ(shift(40, 28, 5), 5);
+  EXPECT_EQ(shift(40, 16, 16), 16);
+  EXPECT_EQ(shift(6.335F, 5, 28), 28);                 // too little would be left
+  EXPECT_EQ(shift(1.34F + 0.25F, 0.25F, 28), -0.25F);  // 1.34F is a bit above 1.34
+  EXPECT_EQ(shift(5433, 30, 28), -30);                 // the ring ends at 5461 ms
+  EXPECT_EQ(shift(5432.9F, 30, 28), 28);
+  EXPECT_EQ(shift(100, 40, -7), -7);  // shifts out of their range take the same way
+  EXPECT_EQ(shift(20, -3, 36), 3);
 }
 
 // Input 3, joined on both sides and running. Sleeps move the clock and take no time.
@@ -66,6 +54,7 @@ class AudioDelayDriverControlTest : public CoreTest<sim::AudioDelayModel> {
       sources[channel] = std::make_shared<AudioChannelInfo>(Pcm);
       outputs[channel] = std::make_shared<AudioChannelInfo>(Pcm);
       outputs[channel]->SetLink(3);
+      outputs[channel]->SetChannel(channel);
       control.SetSrcChInfo(channel, sources[channel]);
       control.SetDestChInfo(channel, outputs[channel]);
     }
@@ -117,14 +106,12 @@ TEST_F(AudioDelayDriverControlTest, APairOfDataBypassesTheConverterUntilItIsPcm)
   control.SetChannelDelay(5, 3.0F);
   EXPECT_EQ(AccessesOf([&] { sources[4]->SetAudioType(DolbyE); }), Accesses{});
   std::string order;  // in which the outputs change
-  for (const std::size_t channel : {4U, 5U}) {
-    outputs[channel]->AddCallback(
-        [&, channel] {
-          order += FormatMessage("%zu:%d/%d ", channel,
-                                 static_cast<int>(outputs[channel]->GetAudioType()),
-                                 outputs[channel]->GetLink());
-        },
-        nullptr);
+  for (const auto& output : {outputs[4], outputs[5]}) {
+    const auto note = [&order, node = output.get()] {
+      order += FormatMessage("%d:%d/%d ", node->GetChannel(),
+                             static_cast<int>(node->GetAudioType()), node->GetLink());
+    };
+    output->AddCallback(note, nullptr);
   }
   EXPECT_EQ(AccessesOf([&] { sources[5]->SetAudioType(DolbyE); }),
             Route(4) + Restart(0x10) + Restart(0x20) + Delay(5, 144) + Delay(4, 96) +
@@ -136,8 +123,7 @@ TEST_F(AudioDelayDriverControlTest, APairOfDataBypassesTheConverterUntilItIsPcm)
   // From one kind of data to another: the channel that changed last decides.
   sources[4]->SetAudioType(Eac3);
   EXPECT_EQ(core.Get("route_pairs_via_nonsrc"), 4U);
-  EXPECT_EQ(outputs[5]->GetAudioType(), Eac3);
-  EXPECT_EQ(outputs[5]->GetLink(), 7);
+  EXPECT_EQ(order, "5:1/3 4:1/3 5:1/7 4:1/7 4:3/7 5:3/7 ");
   order.clear();
   EXPECT_EQ(AccessesOf([&] { sources[4]->SetAudioType(Pcm); }),
             Route(0) + Restart(0x10) + Restart(0x20) + Delay(4, 96) + Delay(5, 144) +
@@ -153,8 +139,9 @@ TEST_F(AudioDelayDriverControlTest, ChannelsThatAreNotJoinedChangeNothing) {
                                 facts::ModuleOf("in_aud_2_audio_delay_src").base, 2, 34);
   EXPECT_EQ(alone.GetName(), "alone_driver_control");
   const auto info = std::make_shared<AudioChannelInfo>(Pcm);
-  alone.SetSrcChInfo(0, info);
+  const auto output = std::make_shared<AudioChannelInfo>(Eac3);
   EXPECT_EQ(AccessesOf([&] {
+              alone.SetSrcChInfo(0, info);
               info->SetAudioType(Ac3);  // its partner isn't joined
               alone.SetSrcChInfo(16, info);
               alone.SetDestChInfo(16, info);
@@ -163,21 +150,19 @@ TEST_F(AudioDelayDriverControlTest, ChannelsThatAreNotJoinedChangeNothing) {
               EXPECT_THROW(alone.UpdateAudioChannelChange(16), std::out_of_range);
             }),
             Accesses{});
+  const char* const unassigned =
+      "Trying to check channel info for unassigned channels. This shouldn't happen something went "
+      "wrong!";
   EXPECT_EQ(board.log.Messages(4),
-            (Texts{"Trying to check channel info for unassigned channels. This shouldn't happen "
-                   "something went wrong!",
-                   "Channel index is out of range", "Channel index is out of range",
+            (Texts{unassigned, "Channel index is out of range", "Channel index is out of range",
                    "Trying to set the delay for an invalid channel number",
                    "Trying to adjust dolby E alignment of invalid channel"}));
   // The input side alone is enough for the route; half of the output side stays as it is.
-  const auto output = std::make_shared<AudioChannelInfo>(Eac3);
   alone.SetDestChInfo(1, output);
   alone.SetSrcChInfo(1, std::make_shared<AudioChannelInfo>(Ac3));
   board.log.Clear();
   alone.UpdateAudioChannelChange(1);
   EXPECT_TRUE(alone.GetAudioDelay().IsPairViaNonSrc(0));
-  info->SetAudioType(Pcm);
-  EXPECT_FALSE(alone.GetAudioDelay().IsPairViaNonSrc(0));
   EXPECT_EQ(output->GetAudioType(), Eac3);
   EXPECT_EQ(output->GetLink(), 0);
   EXPECT_TRUE(board.log.Messages(6).empty());
@@ -222,17 +207,13 @@ TEST_F(AudioDelayDriverControlTest, DriftIsLeftToTheConverterOrEndsInARestart) {
   EXPECT_EQ(tick(), taken + measured);
   EXPECT_EQ(board.log.Messages(7), Texts{"Sample Delta is 0"});
   EXPECT_EQ(AccessesOf([&] { control.SrcHandleIrq(); }), Accesses{R(src + "irq_status", 0)});
-  const struct {
-    int drift;
-    std::uint32_t grow, samples;
-  } cases[] = {{-2000, 1, 2130000}, {2000, 0, 2038000}};
-  for (const auto& c : cases) {
-    core.Drift(c.drift);
-    EXPECT_EQ(tick(), taken + measured + idle + W(src + "grow_else_shrink_delay", c.grow) +
-                          W(src + "application_samples", c.samples) + W(src + "new_adjustment", 1));
-    const Texts lines = board.log.Messages(7);
-    EXPECT_EQ(lines.at(0), FormatMessage("Sample Delta is %d", -c.drift));
-    EXPECT_EQ(lines.at(1), "Growing or Shrinking Delay");
+  for (const bool grow : {true, false}) {
+    core.Drift(grow ? -2000 : 2000);
+    EXPECT_EQ(tick(), taken + measured + idle + W(src + "grow_else_shrink_delay", grow ? 1 : 0) +
+                          W(src + "application_samples", grow ? 2130000 : 2038000) +
+                          W(src + "new_adjustment", 1));
+    EXPECT_EQ(board.log.Messages(7).at(0), grow ? "Sample Delta is 2000" : "Sample Delta is -2000");
+    EXPECT_EQ(board.log.Messages(7).at(1), "Growing or Shrinking Delay");
     EXPECT_EQ(tick().size(), taken.size() + 2);  // while it runs; a write is two accesses
     board.clock.Advance(seconds(45));
     EXPECT_EQ(tick(), taken + measured);

@@ -5,11 +5,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "log/Log.h"
 #include "sim/Board.h"
 #include "support/Accesses.h"
 #include "support/RegisterFacts.h"
+
+using Texts = std::vector<std::string>;
 
 /// What a driver's DumpStatus reports. Its two numbers make no difference and there is never more.
 template <typename Driver>
