@@ -12,9 +12,9 @@ namespace sim {
 
 /// What is plugged into an input of the board.
 struct VideoSignal {
-  int standardId = 0;                    ///< a row of the standards table; 0: nothing
-  std::optional<std::uint32_t> st352{};  ///< its SMPTE ST 352 payload ID, if it has one
-  std::uint32_t crcErrorsPerSecond = 0;  ///< how damaged it arrives
+  int standardId = 0;                                ///< a row of the standards table; 0: nothing
+  std::optional<std::uint32_t> st352{};              ///< its SMPTE ST 352 payload ID, if it has one
+  std::uint32_t crcErrorsPerSecond = 0;              ///< how damaged it arrives
   std::array<AudioPair, audio_map::kPairs> audio{};  ///< what is embedded in it; PCM in all pairs
 
   /// False for an id without a row, too.

@@ -16,8 +16,8 @@
 #include "devices/SdiCableEqInterface.h"
 #include "interfaces/Spi_Soc.h"
 #include "sim/Board.h"
-#include "support/Accesses.h"
 #include "sim/models/SdiTxModel.h"
+#include "support/Accesses.h"
 #include "top/TopFpga.h"
 
 namespace {

@@ -14,11 +14,6 @@ using Texts = std::vector<std::string>;
 
 constexpr VideoFormat k1080p50{.standardId = 39};
 
-Accesses operator+(Accesses first, const Accesses& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 class SdiRxTest : public CoreTest<sim::SdiRxModel> {
  protected:
   SdiRxTest() : CoreTest("sdi_rx2", kLogInfo) {

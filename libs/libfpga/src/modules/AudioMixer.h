@@ -37,8 +37,8 @@ class AudioMixer : public CoreDriver<AudioMixer, audio_mixer_regs::kFields> {
   /// - nothing: it ends at once;
   /// - writing to the core: it completes that programming, its swap's request included;
   /// - waiting for a swap, at which it looks every 10 ms: it looks once more at most. If the swap
-  ///   is still pending it ends, and what was due never reaches the core; if not, it first completes
-  ///   the programming that was due.
+  ///   is still pending it ends, and what was due never reaches the core; if not, it first
+  ///   completes the programming that was due.
   ~AudioMixer() override;
 
   /// Tells the thread to end as the destructor does, without waiting for its end: the owner of
