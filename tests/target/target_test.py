@@ -93,7 +93,7 @@ class Package(unittest.TestCase):
         self.assertEqual(files(), {
             "usr/bin/board-console", "usr/share/man/man1/board-console.1.gz",
             "usr/share/doc/board-console/changelog.gz", "usr/share/doc/board-console/copyright",
-            low, high})
+            "usr/share/lintian/overrides/board-console", low, high})
         self.assertEqual((root / low).read_bytes(), b"")
         (root / low).write_bytes(b"the board's")
         dpkg(root, "-i", PACKAGE)
